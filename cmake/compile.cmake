@@ -1,0 +1,26 @@
+# SPDX-License-Identifier: MIT
+# How everything is compiled and linked: two interface targets.
+
+# Our own code: warnings, and the sanitizers of the preset.
+add_library(libsec_flags INTERFACE)
+target_compile_options(libsec_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+                                              $<$<BOOL:${LIBSEC_WERROR}>:-Werror>)
+target_include_directories(libsec_flags INTERFACE ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src)
+if(LIBSEC_SANITIZE)
+  add_compile_options(-fsanitize=${LIBSEC_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+  add_link_options(-fsanitize=${LIBSEC_SANITIZE})
+endif()
+
+# What runs on the device: C++ without its run-time library, linked with the C library alone.
+# Exported names are chosen in the headers; everything else is hidden.
+add_library(libsec_device INTERFACE)
+target_link_libraries(libsec_device INTERFACE libsec_flags)
+target_compile_options(
+  libsec_device INTERFACE -fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden -fstack-protector-strong
+                          -ffunction-sections -fdata-sections)
+target_link_options(libsec_device INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack -Wl,--gc-sections -Wl,--build-id=none)
+if(NOT LIBSEC_SANITIZE)
+  # Sanitizers bring a run-time library of their own, which needs the default ones.
+  target_link_options(libsec_device INTERFACE -nodefaultlibs -Wl,-z,defs)
+  target_link_libraries(libsec_device INTERFACE gcc c gcc)
+endif()
