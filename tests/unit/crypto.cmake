@@ -1,0 +1,2 @@
+# SPDX-License-Identifier: MIT
+libsec_unit_test(crypto clock_test.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_clock.cc)
