@@ -1,2 +1,3 @@
 # SPDX-License-Identifier: MIT
-libsec_unit_test(crypto clock_test.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_clock.cc)
+libsec_unit_test(crypto clock_test.cc havege_test.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_clock.cc
+                 ${CMAKE_SOURCE_DIR}/tests/support/fake_kernel_random.cc)
