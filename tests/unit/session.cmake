@@ -1,0 +1,7 @@
+# SPDX-License-Identifier: MIT
+libsec_unit_test(
+  session
+  records_test.cc
+  states_test.cc
+  ${CMAKE_SOURCE_DIR}/tests/support/fake_clock.cc
+  ${CMAKE_SOURCE_DIR}/tests/support/packets.cc)
