@@ -1,0 +1,10 @@
+# SPDX-License-Identifier: MIT
+include(${CMAKE_SOURCE_DIR}/tests/support/calls.cmake)
+libsec_unit_test(
+  transport
+  context_test.cc
+  ${CMAKE_SOURCE_DIR}/tests/support/fake_clock.cc
+  ${CMAKE_SOURCE_DIR}/tests/support/loopback.cc
+  ${CMAKE_SOURCE_DIR}/tests/support/packets.cc
+  ${CMAKE_SOURCE_DIR}/tests/support/private_network.cc)
+target_link_libraries(transport_test PRIVATE test_calls)
