@@ -18,4 +18,12 @@ inline int32_t top_limb(const num *X) {
 // The number of significant bits. Wider than num_msb()'s result, so that it cannot overflow.
 int64_t bit_length(const num *X);
 
+// Adds s[0..n-1] * b to d[0..n-1] and carries on into d[n], d[n + 1], ... until no carry is left.
+// d[n] is always read and written, so d has room for n + 1 limbs at least.
+void num_limbs_mul_add(int32_t n, const num_limb *s, num_limb *d, num_limb b);
+
+// Subtracts s[0..n-1] from d[0..n-1] and borrows from d[n], d[n + 1], ... until no borrow is left.
+// The caller knows that the result is not negative. s may be d.
+void num_limbs_sub(int32_t n, const num_limb *s, num_limb *d);
+
 }  // namespace libsec

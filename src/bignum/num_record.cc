@@ -58,7 +58,7 @@ int32_t num_free(num *first, ...) {
 int32_t num_grow(num *X, int32_t limb_count) {
   if (X->limb_count >= limb_count) return 0;
   // No object is larger than PTRDIFF_MAX bytes; on 32-bit machines the byte size itself could wrap.
-  if (static_cast<uint32_t>(limb_count) > PTRDIFF_MAX / sizeof(num_limb)) return NUM_ERR_ALLOC_FAILED;
+  if (static_cast<size_t>(limb_count) > PTRDIFF_MAX / sizeof(num_limb)) return NUM_ERR_ALLOC_FAILED;
   auto *limbs = static_cast<num_limb *>(std::malloc(byte_size(limb_count)));
   if (limbs == nullptr) return NUM_ERR_ALLOC_FAILED;
   if (X->limb_count > 0) std::memcpy(limbs, X->limbs, byte_size(X->limb_count));

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+// The machine's own word for long calculations: limbs are 32 bits wide everywhere, but a 64-bit
+// machine multiplies and divides twice that at once.
+#pragma once
+
+#include <libsec/num.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+
+#include "base/bytes.h"
+#include "bignum/limbs.h"
+
+namespace libsec {
+
+template <typename word>
+struct wide;
+
+template <>
+struct wide<uint32_t> {
+  using type = uint64_t;
+};
+
+#ifdef __SIZEOF_INT128__
+__extension__ typedef unsigned __int128 uint128;
+
+template <>
+struct wide<uint64_t> {
+  using type = uint128;
+};
+
+using native_word = uint64_t;
+#else
+using native_word = uint32_t;
+#endif
+
+// The type that holds the product of two words.
+template <typename word>
+using wide_t = typename wide<word>::type;
+
+template <typename word>
+constexpr int32_t bits_of = static_cast<int32_t>(8 * sizeof(word));
+
+template <typename word>
+constexpr int32_t limbs_per_word = bits_of<word> / limb_bits;
+
+template <typename word>
+constexpr int32_t words_for(int32_t limb_count) {
+  return limb_count / limbs_per_word<word> + (limb_count % limbs_per_word<word> != 0 ? 1 : 0);
+}
+
+// A block of words from the heap, wiped and freed when it leaves scope.
+template <typename word>
+class word_block {
+ public:
+  explicit word_block(size_t count)
+      : size_{count * sizeof(word)},
+        words_{count > PTRDIFF_MAX / sizeof(word) ? nullptr : static_cast<word *>(std::malloc(size_))} {}
+  word_block(const word_block &) = delete;
+  word_block &operator=(const word_block &) = delete;
+  ~word_block() {
+    if (words_ == nullptr) return;
+    secure_zero(words_, size_);
+    std::free(words_);
+  }
+
+  word *get() const { return words_; }
+
+ private:
+  size_t size_;
+  word *words_;
+};
+
+// Word `index` of the number in `count` limbs; limbs beyond the last one read as zero. Limbs are put
+// together by value: the result depends neither on the byte order nor on the array's alignment.
+template <typename word>
+constexpr word word_at(const num_limb *limbs, int32_t count, int32_t index) {
+  word value = 0;
+  for (int32_t part = limbs_per_word<word> - 1; part >= 0; --part) {
+    const int32_t i = index * limbs_per_word<word> + part;
+    // Two steps of 16 bits: a shift by the whole width of a 32-bit word is not defined.
+    value = static_cast<word>(value << 16 << 16) | (i < count ? limbs[i] : 0);
+  }
+  return value;
+}
+
+// Limb `index` of the number in an array of words.
+template <typename word>
+constexpr num_limb limb_at(const word *words, int32_t index) {
+  return static_cast<num_limb>(words[index / limbs_per_word<word>] >> (limb_bits * (index % limbs_per_word<word>)));
+}
+
+}  // namespace libsec
