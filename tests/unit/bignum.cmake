@@ -5,6 +5,7 @@ set(bignum_tests
     num_bits_test.cc
     num_compare_test.cc
     num_div_test.cc
+    num_exp_mod_test.cc
     num_model_test.cc
     num_mul_test.cc
     num_record_test.cc)

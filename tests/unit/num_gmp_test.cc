@@ -166,4 +166,36 @@ TEST(NumGmp, Shifts) {
   }
 }
 
+// Long numbers cost milliseconds each: most sets are short, one in a hundred is of full size.
+TEST(NumGmp, ModularPowers) {
+  num_random random(108);
+  gmp expected;
+  for (int set = 0; set < test::operand_sets(sets); ++set) {
+    const bool full = random.below(100) == 0;
+    const int n_limbs = full ? 30 + random.below(5) : 1 + random.below(6);
+    number n(1, random.limbs(n_limbs)), x = random.any(40), rr;
+    n.limbs[0] |= 1;
+    ASSERT_EQ(num_grow(&n, n_limbs + (random.below(4) == 0 ? random.below(3) : 0)), 0);
+    const number e(1, random.limbs(full ? random.below(34) : random.below(4)));
+    number a = random.below(2) == 0 ? random.near(n, 40) : random.any(40);
+    a.sign = 1;
+    num *const to = random.below(3) == 0 ? &a : &x;
+    mpz_powm(expected.z, gmp(a).z, gmp(e).z, gmp(n).z);
+    const int32_t room = std::max(to->limb_count, n.limb_count + 1);
+    const number again(a);
+    ASSERT_EQ(num_exp_mod(to, &a, &e, &n, random.below(2) == 0 ? nullptr : &rr), 0);
+    ASSERT_TRUE(expected == *to);
+    ASSERT_EQ(to->limb_count, room);
+    ASSERT_EQ(to->sign, 1);
+    if (rr.limbs == nullptr) continue;
+    ASSERT_EQ(rr.limb_count, 2 * n.limb_count + 1);
+    ASSERT_EQ(num_exp_mod(&x, &again, &e, &n, &rr), 0);
+    ASSERT_TRUE(expected == x);
+    mpz_set_ui(expected.z, 1);
+    mpz_mul_2exp(expected.z, expected.z, static_cast<mp_bitcnt_t>(64 * n.limb_count));
+    mpz_mod(expected.z, expected.z, gmp(n).z);
+    ASSERT_TRUE(expected == rr);
+  }
+}
+
 }  // namespace

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+// Montgomery's product on records: P. L. Montgomery, Modular multiplication without trial division,
+// Mathematics of Computation 44 (1985). R is 2^(32 * N->limb_count) throughout.
+#pragma once
+
+#include <libsec/num.h>
+
+namespace libsec {
+
+// -N^-1 mod 2^32 from N's lowest limb, which is odd.
+num_limb num_mont_constant(num_limb lowest);
+
+// A = A * B / R mod N, in place; B may be A. Signs are not looked at.
+// A has N's limb_count + 1 limbs or more, T twice as many. `constant` is num_mont_constant() of N.
+void num_mont_mul(num *A, const num *B, const num *N, num_limb constant, num *T);
+
+// A = A / R mod N.
+void num_mont_reduce(num *A, const num *N, num_limb constant, num *T);
+
+// The size of the sliding window for an exponent of so many bits. A window of 2 is never worth its table.
+constexpr int32_t window_size(int32_t bits) {
+  return bits >= 672 ? 6 : bits >= 240 ? 5 : bits >= 80 ? 4 : bits >= 24 ? 3 : 1;
+}
+
+constexpr int32_t widest_window = 6;
+
+}  // namespace libsec
