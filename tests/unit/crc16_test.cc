@@ -6,6 +6,8 @@
 #include <random>
 #include <vector>
 
+#include "support/plain_crc16.h"
+
 namespace {
 
 // The definition, bit by bit: the remainder of the message times x^16 divided by the polynomial.
@@ -90,6 +92,16 @@ TEST(Crc16, LongMessagesAgreeWithTheDefinition) {
   for (const size_t length : {1000u, 1024u, 4095u, 32767u, 40000u}) {
     const auto bytes = random_bytes(random, length);
     EXPECT_EQ(crc16_ccitt(bytes.data(), static_cast<int32_t>(length)), bitwise_crc(bytes.data(), length)) << length;
+  }
+}
+
+TEST(Crc16, RandomMessagesAgreeWithTheTable) {
+  std::mt19937 random(4);
+  for (int i = 0; i < 2000; ++i) {
+    const auto bytes = random_bytes(random, random() % 1500);
+    ASSERT_EQ(crc16_ccitt(bytes.data(), static_cast<int32_t>(bytes.size())),
+              libsec::test::plain_crc16(bytes.data(), bytes.size()))
+        << bytes.size() << " bytes";
   }
 }
 
