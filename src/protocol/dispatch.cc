@@ -15,15 +15,16 @@ constexpr packet_handler *handlers[] = {
     none,                  // 0: dormant
     none,                  // 1: PACKET_WAKE
     none,                  // 2: WRSP sent
-    none,                  // 3: PACKET_LGIN
+    libsec::handle_lgin,   // 3: PACKET_LGIN
     none,                  // 4: ACK1 sent
-    none,                  // 5: PACKET_ENCR
-    none,                  // 6: PACKET_LOUT
+    libsec::handle_encr,   // 5: PACKET_ENCR
+    libsec::handle_lout,   // 6: PACKET_LOUT
     none,                  // 7
     libsec::pass_through,  // 8: PACKET_OTHER
 };
 static_assert(sizeof handlers / sizeof handlers[0] == PACKET_OTHER + 1);
-static_assert(handlers[PACKET_OTHER] == libsec::pass_through);
+static_assert(handlers[PACKET_LGIN] == libsec::handle_lgin && handlers[PACKET_ENCR] == libsec::handle_encr &&
+              handlers[PACKET_LOUT] == libsec::handle_lout && handlers[PACKET_OTHER] == libsec::pass_through);
 
 bool is_for_host(uint32_t state) {
   return state == SESSION_DATA_FLOWING || state == PACKET_OTHER;

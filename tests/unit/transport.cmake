@@ -3,7 +3,9 @@ include(${CMAKE_SOURCE_DIR}/tests/support/calls.cmake)
 libsec_unit_test(
   transport
   context_test.cc
+  gather_test.cc
   receive_test.cc
+  send_test.cc
   sockets_test.cc
   ${CMAKE_SOURCE_DIR}/tests/support/fake_clock.cc
   ${CMAKE_SOURCE_DIR}/tests/support/loopback.cc
