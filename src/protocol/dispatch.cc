@@ -13,7 +13,7 @@ constexpr packet_handler *none = nullptr;
 // The index is the state that session_get() has given to the packet's session.
 constexpr packet_handler *handlers[] = {
     none,                  // 0: dormant
-    none,                  // 1: PACKET_WAKE
+    libsec::handle_wake,   // 1: PACKET_WAKE
     none,                  // 2: WRSP sent
     libsec::handle_lgin,   // 3: PACKET_LGIN
     none,                  // 4: ACK1 sent
@@ -23,8 +23,9 @@ constexpr packet_handler *handlers[] = {
     libsec::pass_through,  // 8: PACKET_OTHER
 };
 static_assert(sizeof handlers / sizeof handlers[0] == PACKET_OTHER + 1);
-static_assert(handlers[PACKET_LGIN] == libsec::handle_lgin && handlers[PACKET_ENCR] == libsec::handle_encr &&
-              handlers[PACKET_LOUT] == libsec::handle_lout && handlers[PACKET_OTHER] == libsec::pass_through);
+static_assert(handlers[PACKET_WAKE] == libsec::handle_wake && handlers[PACKET_LGIN] == libsec::handle_lgin &&
+              handlers[PACKET_ENCR] == libsec::handle_encr && handlers[PACKET_LOUT] == libsec::handle_lout &&
+              handlers[PACKET_OTHER] == libsec::pass_through);
 
 bool is_for_host(uint32_t state) {
   return state == SESSION_DATA_FLOWING || state == PACKET_OTHER;
