@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+// The subcommands. Each adds itself to the command line and, when it is the one chosen, runs at the end
+// of the parsing and leaves its exit status.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "peer/result.h"
+
+namespace zolt {
+
+void add_key_command(CLI::App &app, peer::exit_code &exit);
+void add_request_command(CLI::App &app, peer::exit_code &exit);
+
+// Tells a failure on standard error, and returns its code.
+peer::exit_code complain(const peer::failure &why);
+
+}  // namespace zolt

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+#include <memory>
+
+#include "peer/keys.h"
+#include "peer/session.h"
+#include "zolt/commands.h"
+#include "zolt/connection.h"
+#include "zolt/narration.h"
+#include "zolt/payloads.h"
+
+namespace zolt {
+namespace {
+
+struct request_options {
+  connection_options connection;
+  std::vector<std::string> texts;
+  std::vector<std::string> hex;
+};
+
+// Sends the requests one after the other and writes each reply as it comes.
+peer::status converse(peer::session &session, const std::vector<payload> &payloads) {
+  for (const payload &each : payloads) {
+    peer::result<peer::bytes> reply = session.request(each.content);
+    if (!reply) return reply.error();
+    if (peer::status written = write_reply(each, *reply); !written) return written;
+  }
+  return peer::done;
+}
+
+peer::exit_code request(const request_options &options) {
+  peer::result<std::vector<payload>> payloads = read_payloads(options.texts, options.hex);
+  if (!payloads) return complain(payloads.error());
+  peer::result<peer::private_key> key = peer::private_key::load(options.connection.key_file);
+  if (!key) return complain(key.error());
+  peer::session_options with = options.connection.session();
+  narrator voice(with.device);
+  if (options.connection.verbose) with.observer = &voice;
+  peer::session session(*key, with);
+  if (peer::status opened = session.open(); !opened) return complain(opened.error());
+  // The device serves nobody else until it is told that this is over, so that is done first and told last.
+  peer::status conversed = converse(session, *payloads);
+  peer::status closed = session.close();
+  if (!conversed) return complain(conversed.error());
+  if (!closed) return complain(closed.error());
+  return peer::exit_code::ok;
+}
+
+}  // namespace
+
+void add_request_command(CLI::App &app, peer::exit_code &exit) {
+  CLI::App *command = app.add_subcommand("request", "Send requests in one session, and write the replies");
+  auto options = std::make_shared<request_options>();
+  add_connection_options(*command, options->connection);
+  auto *texts =
+      command->add_option("PAYLOAD", options->texts, "Requests, as they are; - reads one from standard input");
+  command->add_option("--hex", options->hex, "Requests in hexadecimal digits, instead of PAYLOAD; so are the replies")
+      ->type_name("HEX")
+      ->allow_extra_args(false)
+      ->excludes(texts);
+  command->footer(
+      "Examples:\n"
+      "  zolt request 192.0.2.7 --key keys/private.pem \"uptime\" \"version\"\n"
+      "  zolt request 192.0.2.7 --key keys/private.pem --tcp -v --hex \"30 26 02 01 01\"\n"
+      "  zolt request 192.0.2.7 --key keys/private.pem - < request.bin > reply.bin");
+  command->callback([options, &exit] { exit = request(*options); });
+}
+
+}  // namespace zolt
