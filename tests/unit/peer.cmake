@@ -1,0 +1,21 @@
+# SPDX-License-Identifier: MIT
+# The management station's half of the protocol, against a fake device that shares no code with it.
+if(TARGET peer)
+  libsec_unit_test(
+    peer peer_cipher_test.cc peer_keys_test.cc peer_misbehaviour_test.cc peer_session_test.cc peer_wire_test.cc
+    ${CMAKE_SOURCE_DIR}/tests/support/fake_cipher.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_device.cc
+    ${CMAKE_SOURCE_DIR}/tests/support/fake_device_sockets.cc)
+  target_link_libraries(peer_test PRIVATE peer)
+else()
+  message(STATUS "unit.peer is skipped: there is no peer library in this build")
+endif()
+if(TARGET zolt)
+  libsec_unit_test(
+    zolt zolt_test.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_cipher.cc
+    ${CMAKE_SOURCE_DIR}/tests/support/fake_device.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_device_sockets.cc)
+  target_link_libraries(zolt_test PRIVATE peer)
+  target_compile_definitions(zolt_test PRIVATE ZOLT_PROGRAM="$<TARGET_FILE:zolt>")
+  add_dependencies(zolt_test zolt)
+else()
+  message(STATUS "unit.zolt is skipped: there is no zolt in this build")
+endif()
