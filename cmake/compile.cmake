@@ -21,6 +21,31 @@ target_compile_options(
 target_link_options(libsec_device INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack -Wl,--gc-sections -Wl,--build-id=none)
 if(NOT LIBSEC_SANITIZE)
   # Sanitizers bring a run-time library of their own, which needs the default ones.
-  target_link_options(libsec_device INTERFACE -nodefaultlibs -Wl,-z,defs)
-  target_link_libraries(libsec_device INTERFACE gcc c gcc)
+  target_link_options(libsec_device INTERFACE -nodefaultlibs)
+  if(LIBSEC_GUARD_IN_LOADER)
+    # On some machines glibc keeps the guard word of the stack protector in its loader, and the linker
+    # would record the loader as a second needed library. Every process has it: naming libc.so.6 alone
+    # and leaving that word to the loader gives the same, and libsec_check_linked() sees to it that
+    # nothing else is left.
+    target_link_libraries(libsec_device INTERFACE gcc -Wl,-z,undefs,--unresolved-symbols=ignore-all -l:libc.so.6 gcc)
+  else()
+    target_link_options(libsec_device INTERFACE -Wl,-z,defs)
+    target_link_libraries(libsec_device INTERFACE gcc c gcc)
+  endif()
 endif()
+
+# libsec_check_linked(<target> <undefined list> [<list of exports>]) looks at the file after each link:
+# what it needs, leaves undefined and exports, and that its memory is locked down. A file that fails is
+# not left behind. Sanitizers need more than a device has, so their builds are exempt.
+function(libsec_check_linked target undefined)
+  if(LIBSEC_SANITIZE)
+    return()
+  endif()
+  list(TRANSFORM ARGN PREPEND ${CMAKE_SOURCE_DIR}/abi/)
+  add_custom_command(
+    TARGET ${target}
+    POST_BUILD
+    COMMAND sh ${CMAKE_SOURCE_DIR}/cmake/check_linked.sh ${CMAKE_READELF} $<TARGET_FILE:${target}>
+            ${CMAKE_SOURCE_DIR}/abi/${undefined} ${ARGN}
+    VERBATIM)
+endfunction()
