@@ -125,10 +125,13 @@ int32_t exec_ask(const char *command, int32_t timeout_ms, const uint8_t *request
   close(running.output);
   const bool too_long = length >= 0 && static_cast<size_t>(length) > capacity;
   int status = 0;
-  if (!finish(running.pid, deadline, length < 0 || too_long, &status)) {
-    if (too_long) {
-      std::fprintf(stderr, "zolt-host: the command's reply is longer than %zu bytes, dropped\n", capacity);
-    } else if (!stop_requested()) {
+  const bool finished = finish(running.pid, deadline, length < 0 || too_long, &status);
+  if (too_long) {
+    std::fprintf(stderr, "zolt-host: the command's reply is longer than %zu bytes, dropped\n", capacity);
+    return -1;
+  }
+  if (!finished) {
+    if (!stop_requested()) {
       std::fprintf(stderr, "zolt-host: the command took longer than %d ms and was killed; see --timeout\n", timeout_ms);
     }
     return -1;

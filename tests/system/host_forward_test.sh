@@ -1,0 +1,93 @@
+# SPDX-License-Identifier: MIT
+# zolt-host --forward: a UDP agent answers.
+# shellcheck shell=bash
+. "${BASH_SOURCE[0]%/*}/host_lib.sh"
+
+# shellcheck disable=SC2086
+start_agent() {
+  start_program agent $EMULATOR "$BUILD/tests/fake_agent" "$1" 1161
+  wait_for "ready" agent.out
+}
+
+test_the_reply_of_the_agent_is_sent() {
+  start_agent 127.0.0.1
+  script "request hello" "end"
+  serve --forward 127.0.0.1:1161
+  expect_status 0
+  expect "sent 11: agent:hello" host.out
+}
+
+test_an_agent_may_answer_with_an_empty_datagram() {
+  start_agent 127.0.0.1
+  script "bytes 0" "end"
+  serve --forward 127.0.0.1:1161
+  expect "sent 0: " host.out
+}
+
+test_a_name_and_an_ipv6_address_are_understood() {
+  start_agent ::1
+  script "request six" "end"
+  serve --forward '[::1]:1161'
+  expect "sent 9: agent:six" host.out
+}
+
+test_a_silent_agent_costs_the_timeout_and_no_more() {
+  start_agent 127.0.0.1
+  script "request silent" "request next" "end"
+  serve --forward 127.0.0.1:1161 --timeout 200
+  expect_status 0
+  expect "agent 127.0.0.1:1161: no reply within 200 ms" host.err
+  expect "sent 10: agent:next" host.out
+  expect_equal "$(grep -c '^sent' "$scratch/host.out")" 1 "count of replies"
+}
+
+test_a_late_reply_is_never_taken_for_the_next() {
+  start_agent 127.0.0.1
+  script "request late 300 STALE" "request late 400 fresh" "end"
+  serve --forward 127.0.0.1:1161 --timeout 250
+  expect_not "STALE" host.out
+  serve --forward 127.0.0.1:1161 --timeout 1000
+  expect "sent 5: STALE" host.out
+  expect "sent 5: fresh" host.out
+}
+
+test_an_absent_agent_is_named() {
+  script "request x" "end"
+  serve --forward 127.0.0.1:1161 --timeout 5000
+  expect_status 0
+  expect "nothing listens there: is the agent running?" host.err
+  expect_not "sent" host.out
+}
+
+test_a_reply_as_large_as_the_buffer_passes_and_a_larger_one_is_dropped() {
+  start_agent 127.0.0.1
+  script "request big 40000" "request big 40001" "end"
+  serve --forward 127.0.0.1:1161
+  expect "sent 40000:" host.out
+  expect "its reply of 40001 bytes is too long" host.err
+  expect_equal "$(grep -c '^sent' "$scratch/host.out")" 1 "count of replies"
+}
+
+test_sigterm_ends_the_wait_for_an_agent() {
+  start_agent 127.0.0.1
+  script "request silent"
+  start_serving --forward 127.0.0.1:1161 --timeout 60000
+  wait_for "receive at" host.out
+  sleep 0.3
+  kill -TERM "$pid"
+  wait_end "$pid" 5
+  expect_status 0
+  expect_not "no reply within" host.err
+}
+
+test_an_address_that_cannot_be_used_is_refused() {
+  local address
+  for address in 127.0.0.1 :1161 127.0.0.1: ""; do
+    serve --forward "$address"
+    expect_status 2
+    expect "is not HOST:PORT" host.err
+  done
+  serve --forward no.such.host.invalid:1161
+  expect_status 2
+  expect "cannot resolve the agent" host.err
+}
