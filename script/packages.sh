@@ -1,0 +1,20 @@
+# SPDX-License-Identifier: MIT
+# The Debian packages that each purpose needs: the one place where they are listed.
+# shellcheck shell=bash
+
+# packages_for PURPOSE...: prints the packages, one a line, each once.
+packages_for() {
+  local purpose
+  for purpose in "$@"; do
+    case $purpose in
+      build) echo g++ cmake make ;;                              # the library and zolt-host
+      tools) echo libssl-dev libcli11-dev openssl ;;             # the management station's tools
+      netns) echo iproute2 ;;                                    # private network namespaces
+      snmp) echo snmp ;;                                         # for snmpd itself see need_snmpd
+      test) echo googletest libgmp-dev libssl-dev ;;             # unit tests and their oracles
+      asan) echo clang-14 libclang-rt-14-dev llvm-14 ;;          # sanitizers, with readable reports
+      mips) echo g++-mips-linux-gnu qemu-user ;;                 # big-endian MIPS builds, and their runs
+      *) echo "packages_for: no purpose '$purpose'" >&2; return 1 ;;
+    esac
+  done | tr ' ' '\n' | sort -u
+}
