@@ -80,14 +80,21 @@ test_sigterm_ends_the_wait_for_an_agent() {
   expect_not "no reply within" host.err
 }
 
-test_an_address_that_cannot_be_used_is_refused() {
+test_an_address_that_is_none_is_refused() {
   local address
   for address in 127.0.0.1 :1161 127.0.0.1: ""; do
     serve --forward "$address"
     expect_status 2
-    expect "is not HOST:PORT" host.err
+    expect "--forward takes HOST:PORT" host.err
   done
-  serve --forward no.such.host.invalid:1161
-  expect_status 2
-  expect "cannot resolve the agent" host.err
+}
+
+test_an_agent_that_cannot_be_found_ends_it() {
+  local address
+  for address in no.such.host.invalid:1161 "$(printf 'x%.0s' {1..256}):1161" 127.0.0.1:noport; do
+    serve --forward "$address"
+    expect_status 1
+    expect "cannot resolve the agent '$address'" host.err
+    expect_not "created" host.out
+  done
 }

@@ -27,7 +27,7 @@ test_the_key_file_is_read_from_the_key_folder() {
 test_relative_names_mean_the_folder_of_the_caller() {
   script "request x" "end"
   cp "$plugin" "$scratch/copy.so"
-  cd "$scratch"
+  cd "$scratch" || fail "no scratch folder"
   host --lib copy.so --dir keys --exec 'cat >/dev/null; basename "$(pwd)"'
   expect_status 0
   expect "created with the key file" host.out

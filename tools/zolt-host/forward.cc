@@ -49,9 +49,9 @@ int32_t exchange(int socket, const agent_address &agent, int32_t timeout_ms, con
 bool agent_resolve(const char *text, agent_address *out) {
   char name[256];
   const char *colon = std::strrchr(text, ':');
-  const size_t length = colon == nullptr ? 0 : static_cast<size_t>(colon - text);
-  if (length == 0 || length >= sizeof name || colon[1] == '\0') {
-    std::fprintf(stderr, "zolt-host: '%s' is not HOST:PORT, for example 127.0.0.1:1161\n", text);
+  const size_t length = static_cast<size_t>(colon - text);
+  if (length >= sizeof name) {
+    std::fprintf(stderr, "zolt-host: cannot resolve the agent '%s': the name is too long\n", text);
     return false;
   }
   const bool brackets = text[0] == '[' && colon[-1] == ']';

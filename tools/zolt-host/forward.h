@@ -15,8 +15,8 @@ struct agent_address {
   socklen_t length = 0;
 };
 
-// agent_resolve looks "HOST:PORT" up; an IPv6 address stands in brackets. The text has to outlive
-// *out. Result: false after a message on standard error.
+// agent_resolve looks "HOST:PORT" up; an IPv6 address stands in brackets. The text has to hold a colon,
+// and to outlive *out. Result: false after a message on standard error.
 bool agent_resolve(const char *text, agent_address *out);
 
 // agent_ask sends the request and waits for the reply. Every request goes out of a socket of its

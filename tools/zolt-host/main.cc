@@ -96,7 +96,7 @@ int run(int argc, char **argv) {
   plugin loaded;
   if (!plugin_load(chosen.library, &loaded)) return exit_plugin;
   responder from;
-  if (!responder_open(chosen, &from)) return exit_usage;
+  if (!responder_open(chosen, &from)) return exit_failed;
   zolt_context *context = nullptr;
   code = create_in(chosen.directory, loaded, &context);
   if (code == exit_stopped) code = check_protection(loaded, chosen);

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace host {
 namespace {
@@ -66,10 +67,19 @@ bool parse_timeout(const char *text, int32_t *out) {
   return true;
 }
 
+// HOST:PORT with something on either side of the last colon; whether they exist is seen later.
+bool is_address(const char *text) {
+  const char *colon = std::strrchr(text, ':');
+  return colon != nullptr && colon != text && colon[1] != '\0';
+}
+
 bool complete(const options &chosen, int responders, int *code) {
   if (chosen.library == nullptr) return usage("--lib PATH is missing: the plug-in, for example ./libsec.so", code);
   if (chosen.directory == nullptr) return usage("--dir KEYDIR is missing: the folder with publickeys.dat", code);
   if (responders != 1) return usage("exactly one of --echo, --forward and --exec is needed", code);
+  if (chosen.kind == responder_kind::forward && !is_address(chosen.target)) {
+    return usage("--forward takes HOST:PORT, for example 127.0.0.1:1161", code);
+  }
   return true;
 }
 

@@ -1,0 +1,62 @@
+# SPDX-License-Identifier: MIT
+# Peers that misbehave: the host stays, and so does the number of its descriptors.
+# shellcheck shell=bash
+. "${BASH_SOURCE[0]%/*}/device_lib.sh"
+
+# raw MODE COUNT: so many rude connections, all of which have to be had.
+raw() {
+  run_program raw timeout -s KILL 110 "$BUILD/tests/raw_peer" "$1" "$2"
+  expect_status 0
+  expect "$2 connections" raw.out
+}
+
+# settled PID: waits until the process has slept for a while, so that all connections are dealt with.
+settled() {
+  local quiet=0 i
+  for ((i = 0; i < 400 && quiet < 6; i++)); do
+    sleep 0.05
+    if [ "$(sed -n 's/^State:\t\(.\).*/\1/p' "/proc/$1/status")" = S ] &&
+      ! grep -q ' 0100007F:00A1 [0-9A-F]*:[0-9A-F]* 08 ' /proc/net/tcp; then quiet=$((quiet + 1)); else quiet=0; fi
+  done
+}
+
+# Two thousand connections to a host without pauses: the descriptors may grow by the one connection
+# that was left behind, which the next accept closes.
+descriptors_stay() {
+  make_keys "$keys"
+  cd "$keys" || fail "no key folder"
+  start_program device "$BUILD/tests/plain_host" "$BUILD/libsec.so"
+  wait_for "ready" device.err
+  local before after
+  before=$(descriptors "$pid")
+  raw "$1" 2000
+  settled "$pid"
+  after=$(descriptors "$pid")
+  [ "$after" -le $((before + 1)) ] || fail "$before descriptors have become $after"
+  kill -0 "$pid" || fail "the host has ended"
+  [ "$(grep -c 'TCP connection accepted' "$scratch/device.out")" -gt 100 ] || fail "the host has seen no connections"
+}
+
+test_2000_connections_of_garbage_leave_the_descriptors() { descriptors_stay garbage; }
+test_2000_reset_connections_leave_the_descriptors() { descriptors_stay reset; }
+
+test_the_real_host_serves_after_garbage_and_resets() {
+  start_device --echo
+  expect_alive --tcp
+  local before
+  before=$(descriptors "$device")
+  raw garbage 30
+  raw reset 30
+  expect_alive --tcp
+  expect_equal "$(descriptors "$device")" "$before" "count of descriptors"
+  expect_alive --udp
+  expect_clean_end
+}
+
+# A flood of datagrams that are refused keeps the plug-in from coming back; SIGTERM still ends the host.
+test_sigterm_ends_the_host_under_a_flood() {
+  start_device --echo
+  start_program flood bash -c 'exec 3<>/dev/udp/127.0.0.1/161; while :; do printf "no packet of any kind" >&3; done'
+  sleep 1
+  expect_clean_end 15
+}
