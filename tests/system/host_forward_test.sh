@@ -68,6 +68,26 @@ test_a_reply_as_large_as_the_buffer_passes_and_a_larger_one_is_dropped() {
   expect_equal "$(grep -c '^sent' "$scratch/host.out")" 1 "count of replies"
 }
 
+# descriptors_after COUNT: how many descriptors the host has open after so many requests.
+descriptors_after() {
+  local lines=() i
+  for ((i = 0; i < $1; i++)); do lines+=("request $i"); done
+  script "${lines[@]}"
+  start_serving --forward 127.0.0.1:1161
+  wait_for "waiting" host.out
+  expect_equal "$(grep -c '^sent' "$scratch/host.out")" "$1" "count of replies"
+  descriptors=$(find "/proc/$pid/fd" -mindepth 1 | wc -l)
+  kill -KILL "$pid"
+}
+
+test_no_descriptor_is_left_behind() {
+  start_agent 127.0.0.1
+  descriptors_after 1
+  local before=$descriptors
+  descriptors_after 50
+  expect_equal "$descriptors" "$before" "count of descriptors"
+}
+
 test_sigterm_ends_the_wait_for_an_agent() {
   start_agent 127.0.0.1
   script "request silent"

@@ -21,6 +21,7 @@ int main(int argc, char **argv) {
   if (library == nullptr || !look_up(library, "ZOLT_create", &create) || !look_up(library, "ZOLT_receive", &receive)) {
     return 3;
   }
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
   zolt_context *context = create();
   if (context == nullptr) return 4;
   std::fputs("ready\n", stderr);
