@@ -13,5 +13,6 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 # A page of 4 KiB suits every small device; the linker's default of 64 KiB makes the file grow
 # sevenfold.
 set(CMAKE_SHARED_LINKER_FLAGS_INIT "-Wl,-z,max-page-size=4096")
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-Wl,-z,max-page-size=4096")
 # The stack protector's guard word lives in ld.so.1 here.
 set(LIBSEC_GUARD_IN_LOADER ON)

@@ -17,4 +17,6 @@ include(${CMAKE_CURRENT_LIST_DIR}/musl.cmake)
 set(CMAKE_SYSTEM_PROCESSOR mips)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-mips -L ${sysroot})
 set(CMAKE_FIND_ROOT_PATH ${sysroot})
+# See mips-glibc.cmake.
 string(APPEND CMAKE_SHARED_LINKER_FLAGS_INIT " -Wl,-z,max-page-size=4096")
+string(APPEND CMAKE_EXE_LINKER_FLAGS_INIT " -Wl,-z,max-page-size=4096")
