@@ -159,5 +159,5 @@ test_wrong_command_lines_are_refused() {
   refused "--timeout takes" --lib "$plugin" --dir "$keys" --echo --timeout 60001
   refused "--timeout takes" --lib "$plugin" --dir "$keys" --echo --timeout 2s
   refused "quote a command that has blanks" --lib "$plugin" --dir "$keys" --exec tr a b
-  refused "--bogus" --lib "$plugin" --dir "$keys" --echo --bogus
+  refused "bogus" --lib "$plugin" --dir "$keys" --echo --bogus
 }

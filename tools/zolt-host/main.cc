@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // zolt-host: loads the transport plug-in and runs the loop that a management agent runs.
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
+#include "base/unistd.h"
 #include "options.h"
 #include "plugin.h"
 #include "responder.h"
