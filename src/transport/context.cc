@@ -4,7 +4,6 @@
 #include <libsec/zolt.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <cstddef>
 #include <cstdio>
@@ -12,6 +11,7 @@
 #include <cstring>
 
 #include "base/bytes.h"
+#include "base/unistd.h"
 #include "transport/sockets.h"
 
 static_assert(sizeof(zolt_address) == sizeof(sockaddr_in) && alignof(zolt_address) == alignof(sockaddr_in) &&

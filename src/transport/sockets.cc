@@ -5,9 +5,10 @@
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
 
 #include <cerrno>
+
+#include "base/unistd.h"
 
 namespace {
 
