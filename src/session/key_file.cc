@@ -54,9 +54,9 @@ reading read_lines(FILE *file, public_key *key) {
     const char *digits = line + prefix_characters;
     const size_t count = std::strlen(digits) / 2;
     if (count > sizeof key->modulus) return reading::line_too_long;
-    if (std::strncmp(line, modulus_prefix, prefix_characters) == 0) {
+    if (std::memcmp(line, modulus_prefix, prefix_characters) == 0) {
       decode_hex(key->modulus, digits, count);
-    } else if (std::strncmp(line, exponent_prefix, prefix_characters) == 0 && count <= sizeof key->exponent) {
+    } else if (std::memcmp(line, exponent_prefix, prefix_characters) == 0 && count <= sizeof key->exponent) {
       decode_hex(key->exponent, digits, count);
     }
     std::memset(line, 0, sizeof line);
