@@ -3,7 +3,7 @@
 --
 -- Plain SNMP on the same port stays SNMP: a packet is ours by its first four letters. A key log opens the
 -- payloads; README.md tells where it comes from. No byte is read before it is known to be there: captures are cut
--- short, and strangers send anything.
+-- short, and strangers send anything. All in one file, so that copying it installs it.
 
 local zolt = Proto("zolt", "Zolt secured session")
 
@@ -23,6 +23,8 @@ local cipher_block_bytes = 8
 local block_header_bytes = 4
 local login_seconds, session_seconds = 10, 180 -- after WRSP: to log in; to live
 local answer_seconds = 5 -- an older request is not what a reply answers
+
+local TCP, UDP = 2, 3 -- pinfo.port_type
 
 local state_names = {
   [0] = "dormant", "WAKE sent", "WRSP sent", "LGIN sent", "logged in", "data", "LOUT sent",
@@ -167,7 +169,7 @@ end
 -- Key log: "ZOLT <session id: 8 hexadecimal digits> <key: 256 hexadecimal digits>", and "#" comments
 ----------------------------------------------------------------------------------------------------------------
 
-local keylog = { name = nil, size = nil, read_at = nil, keys = {}, odd_lines = 0 }
+local keylog = { name = nil, text = nil, read_at = nil, keys = {}, odd_lines = 0 }
 
 local function bytes_of_hex(hex)
   return (hex:gsub("%x%x", function(digits) return string.char(tonumber(digits, 16)) end))
@@ -184,20 +186,18 @@ local function keep_key_line(line)
   end
 end
 
--- Reads the file when it has grown, so that a session can be watched while it runs; looks once a second at most.
+-- Reads the file when it has changed, so that a session can be watched while it runs; looks once a second at most.
 local function refresh_keylog()
   if keylog.read_at == os.time() then return end
   keylog.read_at = os.time()
   local preferred = zolt.prefs.keylog_file
   keylog.name = preferred ~= "" and preferred or os.getenv("ZOLT_KEYLOG")
   local file = keylog.name and io.open(keylog.name, "r")
-  local size = file and file:seek("end") -- nil for a folder
-  if size and size ~= keylog.size and file:seek("set") then
-    keylog.size, keylog.keys, keylog.odd_lines = size, {}, 0
-    for line in file:lines() do keep_key_line(line) end
-  end
+  local text = file and file:read("*a") -- nil for a folder
   if file then file:close() end
-  if not size then keylog.size, keylog.keys = nil, {} end
+  if text == keylog.text then return end
+  keylog.text, keylog.keys, keylog.odd_lines = text, {}, 0
+  for line in (text or ""):gmatch("[^\r\n]+") do keep_key_line(line) end
 end
 
 local function keys_of(session_id)
@@ -207,7 +207,7 @@ end
 
 local function why_no_key(session_id)
   if not keylog.name then return "No key log: neither the preference zolt.keylog_file nor ZOLT_KEYLOG is set" end
-  if not keylog.size then return "The key log " .. keylog.name .. " cannot be read" end
+  if not keylog.text then return "The key log " .. keylog.name .. " cannot be read" end
   local odd = keylog.odd_lines > 0 and string.format(" (%d lines are not understood)", keylog.odd_lines) or ""
   return string.format("The key log %s has no key of session %08x%s", keylog.name, session_id, odd)
 end
@@ -310,7 +310,8 @@ local function follow(kind, session_id, identity, pinfo)
   note.session, note.row = session, row
   if judge_order(note, session, row, kind, now) then session.state = row.state end
   if row.request then
-    session.asked[kind] = session.asked[kind] or {}
+    -- A station has one request in flight: over UDP, an older one without an answer was lost.
+    if pinfo.port_type ~= TCP or not session.asked[kind] then session.asked[kind] = {} end
     table.insert(session.asked[kind], note)
   else
     link_to_request(note, session, row, pinfo)
@@ -414,10 +415,12 @@ local rows_of = {
   LGIN = payload_rows, ACK1 = payload_rows, ENCR = payload_rows, LOUT = payload_rows, ACK2 = payload_rows,
 }
 local wake_bytes, wrsp_bytes = 412, 144
--- Fixed contents. The device does not look at the lengths of those that it receives.
+-- Fixed contents: a text, the session, and a lifetime. The device does not look at the lengths of those it receives.
 local contents = {
-  LGIN = { text = "LOGIN" }, LOUT = { text = "LOGOUT" },
-  ACK1 = { text = "LOGGEDIN", bytes = 14 }, ACK2 = { text = "LOGGEDOUT", bytes = 13 },
+  LGIN = { text = "LOGIN", bytes = 9 },
+  ACK1 = { text = "LOGGEDIN", bytes = 14, exact = true },
+  LOUT = { text = "LOGOUT", bytes = 10 },
+  ACK2 = { text = "LOGGEDOUT", bytes = 13, exact = true },
 }
 
 ----------------------------------------------------------------------------------------------------------------
@@ -425,9 +428,16 @@ local contents = {
 ----------------------------------------------------------------------------------------------------------------
 
 -- Hands bytes to another dissector. What that finds malformed it shows itself; here it must not end the dissection.
+-- Deliberate: of a packet that was not captured whole it gets a copy, which seems to end where the bytes end. Reading
+-- beyond them would otherwise leave Lua by a way that loses some of its stack, until no packet is dissected any more.
 local function hand_to(dissector, tvb, pinfo, tree)
+  if tvb:captured_len() < tvb:reported_len() or pinfo.fragmented then
+    tree:add_proto_expert_info(e.cut, "Cut short by the capture; it may be called malformed for that")
+    if tvb:captured_len() == 0 then return 0 end
+    tvb = tvb:bytes():tvb("Captured part")
+  end
   local done, used = pcall(function() return dissector:call(tvb, pinfo, tree) end)
-  return done and used or 0
+  return done and used or tvb:captured_len()
 end
 
 local function block_bytes(content_bytes)
@@ -461,8 +471,7 @@ end
 local function show_fixed_content(tree, kind, range, session_id)
   local expected = contents[kind]
   local text_bytes = #expected.text
-  local need = text_bytes + (kind == "ACK1" and 6 or 4)
-  if range:len() < need then
+  if range:len() < expected.bytes then
     tree:add_proto_expert_info(e.content, "Too short for '" .. expected.text .. "' and a session")
     return
   end
@@ -480,9 +489,8 @@ end
 local snmp, data = Dissector.get("snmp"), Dissector.get("data")
 local ber_sequence = 0x30
 
-local function show_block(tree, kind, plain, packet, pinfo, root)
+local function show_block(block, kind, plain, packet, pinfo, root)
   local tvb = ByteArray.new(plain, true):tvb("Deciphered payload")
-  local block = tree:add(zolt, tvb(), "Deciphered payload")
   local good = crc16(plain, block_header_bytes + 1) == crc_of(plain)
   local crc = block:add(f.crc, tvb(0, 2))
   block:add(f.crc_status, tvb(0, 2), good and 1 or 0):set_generated()
@@ -494,15 +502,16 @@ local function show_block(tree, kind, plain, packet, pinfo, root)
     return
   end
   local fixed = contents[kind]
-  local expected = fixed and fixed.bytes
-  if claimed > held then
+  if fixed then
+    if fixed.exact and claimed ~= fixed.bytes then
+      length:add_proto_expert_info(e.content_length, "Must be " .. fixed.bytes)
+    end
+  elseif claimed > held then
     length:add_proto_expert_info(e.content_length, "More than the block holds")
-  elseif expected and claimed ~= expected then
-    length:add_proto_expert_info(e.content_length, "Must be " .. expected)
-  elseif not fixed and block_bytes(claimed) ~= #plain then
+  elseif block_bytes(claimed) ~= #plain then
     length:add_proto_expert_info(e.content_length, "Does not fit the length of the block")
   end
-  local used = math.min(fixed and (expected or held) or claimed, held)
+  local used = math.min(fixed and fixed.bytes or claimed, held)
   if used > 0 then
     local content = tvb(block_header_bytes, used)
     local item = block:add(f.content, content)
@@ -617,7 +626,6 @@ end
 -- Datagrams and streams
 ----------------------------------------------------------------------------------------------------------------
 
-local TCP = 2
 local plain_dissectors = {} -- what had port 161 before
 
 -- Ours by its letters; or, with a version and a length that are right, ours but for its letters.
@@ -686,7 +694,6 @@ function zolt.dissector(tvb, pinfo, root)
 end
 
 local udp_ports, tcp_ports = DissectorTable.get("udp.port"), DissectorTable.get("tcp.port")
-local UDP = 3
 plain_dissectors[UDP] = udp_ports:get_dissector(161) or snmp
 plain_dissectors[TCP] = tcp_ports:get_dissector(161) or snmp
 
@@ -703,11 +710,11 @@ serve(zolt.prefs.ports)
 
 function zolt.prefs_changed()
   serve(zolt.prefs.ports)
-  keylog.read_at, keylog.size = nil, nil
+  keylog.read_at = nil
 end
 
 function zolt.init()
   forget_sessions()
-  keylog.read_at, keylog.size = nil, nil
+  keylog.read_at = nil
   refresh_keylog()
 end

@@ -96,12 +96,13 @@ CASES = {
     "WAKE after LOUT": (opened((True, S.lout()), (False, S.ack2()), (True, S.wake())), []),
     "a reply that nothing asked for": (opened((True, S.encr(HI)), (False, S.encr(HI)), (False, S.encr(HI))),
                                        ["no_request"]),
+    "a reply after a lost request": (opened((True, S.encr(HI)), (True, S.encr(HI + HI)), (False, S.encr(HI))), []),
     "a reply that comes too late": (opened((True, S.encr(HI)), 6, (False, S.encr(HI))), ["no_request"]),
     "ACK1 without LGIN": (after_wrsp((False, S.ack1())), ["no_request", "order"]),
     "a second session of the same id, after LOUT": (
         opened((True, S.lout()), (False, S.ack2()), *opened((True, S.encr(HI)))), []),
     "random bytes behind the letters": ([(True, b"ENCR" + drawn("noise", 60))],
-                                        ["block_size", "length", "no_key", "no_session", "payload_length", "version"]),
+                                        ["block_size", "length", "no_key", "no_session", "version"]),
 }
 
 
