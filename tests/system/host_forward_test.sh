@@ -34,9 +34,9 @@ test_a_name_and_an_ipv6_address_are_understood() {
 test_a_silent_agent_costs_the_timeout_and_no_more() {
   start_agent 127.0.0.1
   script "request silent" "request next" "end"
-  serve --forward 127.0.0.1:1161 --timeout 200
+  serve --forward 127.0.0.1:1161 --timeout 400
   expect_status 0
-  expect "agent 127.0.0.1:1161: no reply within 200 ms" host.err
+  expect "agent 127.0.0.1:1161: no reply within 400 ms" host.err
   expect "sent 10: agent:next" host.out
   expect_equal "$(grep -c '^sent' "$scratch/host.out")" 1 "count of replies"
 }

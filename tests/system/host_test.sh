@@ -35,15 +35,20 @@ test_relative_names_mean_the_folder_of_the_caller() {
   expect_not "keys" host.out
 }
 
+# spans: the milliseconds between the calls of ZOLT_receive.
+spans() { sed -n 's/^receive at \([0-9]*\) ms$/\1/p' "$scratch/host.out" | awk 'NR > 1 { print $1 - last } { last = $1 }'; }
+
 test_nothing_received_is_followed_by_a_pause() {
-  script "nothing" "nothing" "request x" "end"
+  script "nothing" "nothing" "nothing" "end"
   serve --echo
-  local times
-  mapfile -t times < <(sed -n 's/^receive at \([0-9]*\) ms$/\1/p' "$scratch/host.out")
-  expect_equal "${#times[@]}" 4 "count of receives"
-  [ $((times[1] - times[0])) -ge 49 ] || fail "no pause after the first: ${times[*]}"
-  [ $((times[2] - times[1])) -ge 49 ] || fail "no pause after the second: ${times[*]}"
-  [ $((times[3] - times[2])) -lt 45 ] || fail "a pause after a request: ${times[*]}"
+  expect_equal "$(spans | awk '$1 >= 49' | wc -l)" 3 "count of pauses of 50 ms"
+}
+
+test_a_request_is_followed_by_no_pause() {
+  script "request 1" "request 2" "request 3" "request 4" "request 5" "end"
+  serve --echo
+  # A machine that is busy may interrupt one or the other.
+  [ "$(spans | awk '$1 < 45' | wc -l)" -ge 3 ] || fail "pauses: $(spans)"
 }
 
 test_a_reply_that_cannot_be_sent_is_named_and_the_loop_goes_on() {
