@@ -6,6 +6,12 @@ add_library(libsec_flags INTERFACE)
 target_compile_options(libsec_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
                                               $<$<BOOL:${LIBSEC_WERROR}>:-Werror>)
 target_include_directories(libsec_flags INTERFACE ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src)
+if(LIBSEC_TRAP_UNDEFINED)
+  # Without a run-time library, so for every target: what is undefined ends in a trap. Null pointers
+  # trap by themselves; with their checks GCC no longer takes a function's address for a constant.
+  target_compile_options(libsec_flags INTERFACE -fsanitize=undefined -fsanitize-undefined-trap-on-error
+                                                -fno-sanitize=null,nonnull-attribute,returns-nonnull-attribute)
+endif()
 if(LIBSEC_SANITIZE)
   add_compile_options(-fsanitize=${LIBSEC_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
   add_link_options(-fsanitize=${LIBSEC_SANITIZE})

@@ -13,7 +13,10 @@ packages_for() {
       snmp) echo snmp ;;                                         # for snmpd itself see need_snmpd
       test) echo googletest libgmp-dev libssl-dev ;;             # unit tests and their oracles
       asan) echo clang-14 libclang-rt-14-dev llvm-14 ;;          # sanitizers, with readable reports
-      mips) echo g++-mips-linux-gnu qemu-user ;;                 # big-endian MIPS builds, and their runs
+      mips) echo g++-mips-linux-gnu qemu-user make ca-certificates ;; # big-endian MIPS builds, and their runs
+      native-musl) echo musl-tools ;;
+      aarch64) echo g++-aarch64-linux-gnu qemu-user ;;
+      i386) echo g++-i686-linux-gnu qemu-user ;;
       *) echo "packages_for: no purpose '$purpose'" >&2; return 1 ;;
     esac
   done | tr ' ' '\n' | sort -u

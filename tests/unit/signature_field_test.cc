@@ -80,7 +80,7 @@ TEST_F(SignatureField, EverySignedBitCounts) {
 }
 
 TEST_F(SignatureField, TheSignaturesOwnLengthIsNotSigned) {
-  for (const size_t i : {282, 283}) {
+  for (const size_t i : {size_t{282}, size_t{283}}) {
     bytes changed = wake;
     changed[i] ^= 0x55;
     EXPECT_EQ(verify(changed), 0);
