@@ -13,7 +13,7 @@ trap 'rm -rf "$work"' EXIT
 failed=0
 
 fail() {
-  echo "$file: $1" >&2
+  echo "$file: error: it $1" >&2
   failed=1
 }
 
