@@ -12,6 +12,7 @@ packages_for() {
       netns) echo iproute2 ;;                                    # private network namespaces
       snmp) echo snmp ;;                                         # for snmpd itself see need_snmpd
       test) echo googletest libgmp-dev libssl-dev ;;             # unit tests and their oracles
+      wireshark) echo tshark python3 ;;                           # the dissector's tests
       asan) echo clang-14 libclang-rt-14-dev llvm-14 ;;          # sanitizers, with readable reports
       mips) echo g++-mips-linux-gnu qemu-user make ca-certificates ;; # big-endian MIPS builds, and their runs
       native-musl) echo musl-tools ;;
