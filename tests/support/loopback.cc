@@ -12,6 +12,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "support/calls.h"
 #include "support/sessions.h"
 
 namespace libsec::test {
@@ -31,10 +32,10 @@ sockaddr_in any_loopback_port() {
 }
 
 int open_socket(int type) {
-  const int descriptor = socket(AF_INET, type, 0);
+  const int descriptor = real_socket(AF_INET, type, 0);
   demand(descriptor >= 0, "socket");
   const sockaddr_in address = any_loopback_port();
-  demand(bind(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0, "bind");
+  demand(real_bind(descriptor, reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0, "bind");
   return descriptor;
 }
 
@@ -61,13 +62,13 @@ void wait_until_delivered(int descriptor) {
 loopback::loopback() : context_(make_context()) {
   context_->tcp_listen_socket = open_socket(SOCK_STREAM);
   context_->udp_socket = open_socket(SOCK_DGRAM);
-  demand(listen(context_->tcp_listen_socket, 128) == 0, "listen");
+  demand(real_listen(context_->tcp_listen_socket, 128) == 0, "listen");
 }
 
 loopback::~loopback() {
-  ::close(context_->tcp_listen_socket);
-  ::close(context_->udp_socket);
-  if (context_->tcp_client_socket != -1) ::close(context_->tcp_client_socket);
+  real_close(context_->tcp_listen_socket);
+  real_close(context_->udp_socket);
+  if (context_->tcp_client_socket != -1) real_close(context_->tcp_client_socket);
 }
 
 sockaddr_in loopback::udp_address() const {
@@ -81,12 +82,12 @@ sockaddr_in loopback::tcp_address() const {
 udp_peer::udp_peer(const loopback &context) : context_(context), socket_(open_socket(SOCK_DGRAM)) {}
 
 udp_peer::~udp_peer() {
-  ::close(socket_);
+  real_close(socket_);
 }
 
 void udp_peer::send(const bytes &packet) const {
   const sockaddr_in to = context_.udp_address();
-  demand(sendto(socket_, packet.data(), packet.size(), 0, reinterpret_cast<const sockaddr *>(&to), sizeof to) ==
+  demand(real_sendto(socket_, packet.data(), packet.size(), 0, reinterpret_cast<const sockaddr *>(&to), sizeof to) ==
              static_cast<ssize_t>(packet.size()),
          "sendto");
   demand(becomes(context_->udp_socket, POLLIN), "the datagram did not arrive");
@@ -95,7 +96,7 @@ void udp_peer::send(const bytes &packet) const {
 bytes udp_peer::receive() const {
   bytes packet(65536);
   if (!becomes(socket_, POLLIN)) return {};
-  const ssize_t length = recv(socket_, packet.data(), packet.size(), MSG_DONTWAIT);
+  const ssize_t length = real_recv(socket_, packet.data(), packet.size(), MSG_DONTWAIT);
   packet.resize(length > 0 ? static_cast<size_t>(length) : 0);
   return packet;
 }
@@ -120,7 +121,7 @@ tcp_peer::~tcp_peer() {
 }
 
 void tcp_peer::send(const bytes &packet) const {
-  demand(::send(socket_, packet.data(), packet.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(packet.size()), "send");
+  demand(real_send(socket_, packet.data(), packet.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(packet.size()), "send");
   wait_until_delivered(socket_);
 }
 
@@ -128,7 +129,7 @@ bytes tcp_peer::receive(size_t length) const {
   bytes data(length);
   size_t gathered = 0;
   while (gathered < length && becomes(socket_, POLLIN)) {
-    const ssize_t got = recv(socket_, data.data() + gathered, length - gathered, MSG_DONTWAIT);
+    const ssize_t got = real_recv(socket_, data.data() + gathered, length - gathered, MSG_DONTWAIT);
     if (got <= 0) break;
     gathered += static_cast<size_t>(got);
   }
@@ -143,17 +144,17 @@ bool tcp_peer::has_received() const {
 
 bool tcp_peer::is_closed() const {
   uint8_t byte;
-  return becomes(socket_, POLLIN) && recv(socket_, &byte, 1, MSG_DONTWAIT | MSG_PEEK) <= 0;
+  return becomes(socket_, POLLIN) && real_recv(socket_, &byte, 1, MSG_DONTWAIT | MSG_PEEK) <= 0;
 }
 
 void tcp_peer::close() {
-  if (socket_ != -1) ::close(socket_);
+  if (socket_ != -1) real_close(socket_);
   socket_ = -1;
 }
 
 void tcp_peer::reset() {
   const linger at_once{1, 0};
-  demand(setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once) == 0, "SO_LINGER");
+  demand(real_setsockopt(socket_, SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once) == 0, "SO_LINGER");
   close();
 }
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A context on sockets of 127.0.0.1, as ZOLT_create() makes one on port 161, and the peers that talk to
 // it. Everything runs in one thread: what a peer sends lies in the kernel, and is seen by a poll(), before
-// its function returns, so a test lets the peer speak first and calls the library then.
+// its function returns, so a test lets the peer speak first and calls the library then. No hook of calls.h
+// sees what the peers do.
 #pragma once
 
 #include <libsec/zolt.h>
