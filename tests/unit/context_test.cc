@@ -284,6 +284,28 @@ TEST_F(Context, TheKeyFileOfTheWorkingDirectoryIsRead) {
   EXPECT_EQ(value_of(security_sessions.rsa_n), from_hex(vectors::modulus));
 }
 
+TEST_F(Context, ASecondCreationAfterTheKeyFileChangedVerifiesWithTheNewKeyAlone) {
+  // Under the exponent 1, a signature is what it signs. Another modulus also needs another cached constant.
+  const auto accepts = [](zolt_context *context, const char *wake) {
+    security_sessions.state = SESSION_DORMANT;
+    receive(context, from_hex(wake));
+    context->peer_address = {AF_INET, htons(9), htonl(INADDR_LOOPBACK), {}};
+    captured([&] { EXPECT_EQ(packet_process(context), -1); });
+    return security_sessions.state == SESSION_WRSP_SENT;
+  };
+  directory.write("publickeys.dat", key_file());
+  zolt_context *first = create();
+  ASSERT_NE(first, nullptr);
+  EXPECT_TRUE(accepts(first, vectors::wake));
+  EXPECT_FALSE(accepts(first, vectors::wake_raw_digest));
+
+  directory.write("publickeys.dat", std::string("PublicKeyN=") + vectors::prime + "\nPublicKeyE=000001\n");
+  zolt_context *second = create();
+  ASSERT_NE(second, nullptr);
+  EXPECT_FALSE(accepts(second, vectors::wake));
+  EXPECT_TRUE(accepts(second, vectors::wake_raw_digest));
+}
+
 TEST_F(Context, ProcessInitIgnoresWhatTheSessionLayerSays) {
   EXPECT_EQ(packet_process_init(nullptr, 0), 0);
   EXPECT_EQ(full_encryption, 0u);
