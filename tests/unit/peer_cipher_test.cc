@@ -71,7 +71,7 @@ TEST(PeerCrc, CatalogueValuesComeOut) {
 }
 
 TEST(PeerCrc, AgreesWithATable) {
-  for (size_t length : {1, 2, 7, 100, 4000}) {
+  for (size_t length : {1U, 2U, 7U, 100U, 4000U}) {
     peer::bytes data = random_bytes(length);
     EXPECT_EQ(peer::crc16(data), fake::table_crc(data.data(), data.size()));
   }
