@@ -19,7 +19,8 @@ enum class answer { wrsp, ack1, reply, ack2 };
 
 // How an answer is sent.
 struct delivery {
-  int times = 1;  // 0: not at all
+  int times = 1;                       // 0: not at all
+  std::chrono::milliseconds flood{0};  // over UDP, again and again for this long
   std::chrono::milliseconds delay{0};
   size_t piece = 0;           // over TCP, in pieces of this size with pauses between them
   std::optional<size_t> cut;  // only so many bytes

@@ -84,7 +84,8 @@ void device::serve_datagram() {
   delivery how = plan(made->kind);
   std::this_thread::sleep_for(how.delay);
   size_t size = std::min(how.cut.value_or(made->packet.size()), made->packet.size());
-  for (int time = 0; time < how.times; time++)
+  auto flood_ends = std::chrono::steady_clock::now() + how.flood;
+  for (int time = 0; time < how.times || std::chrono::steady_clock::now() < flood_ends; time++)
     ::sendto(udp_, made->packet.data(), size, 0, reinterpret_cast<sockaddr *>(&from), length);
 }
 
