@@ -5,7 +5,7 @@
 
 # raw MODE COUNT: so many rude connections, all of which have to be had.
 raw() {
-  run_program raw timeout -s KILL 110 "$BUILD/tests/raw_peer" "$1" "$2"
+  run_program raw timeout -s KILL 110 "$NATIVE/tests/raw_peer" "$1" "$2"
   expect_status 0
   expect "$2 connections" raw.out
 }
@@ -31,7 +31,7 @@ settled() {
 descriptors_stay() {
   make_keys "$keys"
   cd "$keys" || fail "no key folder"
-  start_program device "$BUILD/tests/plain_host" "$BUILD/libsec.so"
+  start_program device $EMULATOR "$BUILD/tests/plain_host" "$BUILD/libsec.so"
   wait_for "ready" device.err
   local before after
   before=$(descriptors "$pid")
@@ -73,7 +73,7 @@ test_sigterm_ends_the_host_under_a_flood() {
 # answer always meets a connection that is gone.
 reset_after_wake() {
   kill -STOP "$device"
-  run_program wake "$BUILD/tests/wake_and_reset" "$keys/private.pem"
+  run_program wake "$NATIVE/tests/wake_and_reset" "$keys/private.pem"
   expect_status 0
   kill -CONT "$device"
   wait_for "The tcp_send function failed" device.out
@@ -83,7 +83,7 @@ reset_after_wake() {
 test_a_reset_right_after_wake_does_not_kill_a_host_that_leaves_sigpipe_alone() {
   make_keys "$keys"
   cd "$keys" || fail "no key folder"
-  start_program device "$BUILD/tests/plain_host" "$BUILD/libsec.so"
+  start_program device $EMULATOR "$BUILD/tests/plain_host" "$BUILD/libsec.so"
   device=$pid
   wait_for "ready" device.err
   reset_after_wake

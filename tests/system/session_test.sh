@@ -98,7 +98,7 @@ CONF
 test_a_session_with_a_key_that_the_device_does_not_know_is_refused() {
   start_device --echo
   make_keys "$scratch/other"
-  run_program request "$BUILD/zolt" request 127.0.0.1 --key "$scratch/other/private.pem" --udp --timeout 1 "let me in"
+  run_program request "$NATIVE/zolt" request 127.0.0.1 --key "$scratch/other/private.pem" --udp --timeout 1 "let me in"
   [ "$status" -ne 0 ] || fail "a stranger was let in"
   expect_not "let me in" request.out
   expect_alive --udp
@@ -106,7 +106,7 @@ test_a_session_with_a_key_that_the_device_does_not_know_is_refused() {
 
 test_without_a_key_file_the_host_refuses_to_serve() {
   mkdir "$keys"
-  run_program device "$BUILD/zolt-host" --lib "$BUILD/libsec.so" --dir "$keys" --echo
+  run_program device $EMULATOR "$BUILD/zolt-host" --lib "$BUILD/libsec.so" --dir "$keys" --echo
   expect_status 5
   expect "accepted no key" device.err
 }
@@ -123,7 +123,7 @@ test_insecure_without_a_key_file_answers_plain_datagrams() {
 
 test_a_port_that_is_taken_is_named() {
   start_device --echo
-  run_program second "$BUILD/zolt-host" --lib "$BUILD/libsec.so" --dir "$keys" --echo
+  run_program second $EMULATOR "$BUILD/zolt-host" --lib "$BUILD/libsec.so" --dir "$keys" --echo
   expect_status 4
   expect "could not open port 161" second.err
 }
