@@ -25,7 +25,10 @@ enum {
 };
 
 /* The key schedules of the last block, for `rounds` cycles each: the words added in the first
- * and second half of a cycle when enciphering and when deciphering. Zero at load. */
+ * and second half of a cycle when enciphering and when deciphering. Zero at load. They are for
+ * encipher() and decipher(); encrypt() and decrypt() leave them as the last block would, but do
+ * not depend on what they hold. A host should not write into them: encrypt() and decrypt() skip
+ * tables that hold the right schedule already, and see by one word of each whether they do. */
 LIBSEC_DATA extern uint32_t key_encode_phase1[XTEA_MAX_ROUNDS];
 LIBSEC_DATA extern uint32_t key_encode_phase2[XTEA_MAX_ROUNDS];
 LIBSEC_DATA extern uint32_t key_decode_phase1[XTEA_MAX_ROUNDS];
@@ -51,8 +54,9 @@ LIBSEC_FUNCTION void decipher(uint32_t rounds, uint32_t *block);
  * may be the same buffer but must not overlap otherwise. Both must have room for the rounded
  * length; the bytes beyond `length` enter the last block as they are. `key` has `key_length`
  * bytes: at least 4, at most 128 (fewer than 4 leave the output untouched; the words beyond the
- * 128th byte are not used). Only the low byte of `rounds` is used, and at most 32 cycles are run.
- * The schedule tables are left as the last block had them. */
+ * 128th byte are not used; words that a slice would take from behind a shorter key are zero). Only
+ * the low byte of `rounds` is used, and at most 32 cycles are run; with 0 the blocks are copied.
+ * The schedule tables are left as the last block had them; with no block they are not touched. */
 LIBSEC_FUNCTION void encrypt(const uint8_t *input, uint8_t *output, uint32_t length, const uint8_t *key,
                              uint32_t key_length, uint32_t rounds);
 

@@ -5,12 +5,16 @@
 
 #include <libsec/crypto.h>
 
+#include <utility>
+
 #include "base/bytes.h"
 
 uint32_t key_encode_phase1[XTEA_MAX_ROUNDS];
 uint32_t key_encode_phase2[XTEA_MAX_ROUNDS];
 uint32_t key_decode_phase1[XTEA_MAX_ROUNDS];
 uint32_t key_decode_phase2[XTEA_MAX_ROUNDS];
+
+bool libsec::full_tables = false;
 
 using libsec::xtea_cycles;
 using libsec::xtea_delta;
@@ -23,6 +27,8 @@ void init_key(const uint8_t *key_bytes, uint32_t key_length, uint32_t *key_words
 void init_encode_decode(uint32_t offset, uint32_t rounds, const uint32_t *key_words) {
   const uint32_t *slice = key_words + (offset & 0xFF);
   const uint32_t cycles = libsec::xtea_bounded(rounds);
+  if (cycles == 0) return;
+  libsec::full_tables = cycles == XTEA_MAX_ROUNDS;
   uint32_t sum = 0;
   // Deciphering undoes the cycles from the last to the first, so its tables are the other's reversed.
   for (uint32_t i = 0; i < cycles; ++i) {
@@ -53,4 +59,29 @@ void decipher(uint32_t rounds, uint32_t *block) {
   }
   block[0] = left;
   block[1] = right;
+}
+
+namespace {
+
+// As init_encode_decode() for 32 cycles, with the choice of key words known when this is compiled.
+template <uint32_t... i>
+[[gnu::always_inline]] inline void fill_full_tables(const libsec::slice &key, std::integer_sequence<uint32_t, i...>) {
+  uint32_t sum = 0, delta = xtea_delta;
+  libsec::keep_in_register(delta);
+  const auto cycle = [&](uint32_t n) __attribute__((always_inline)) {
+    key_encode_phase1[n] = key_decode_phase2[31 - n] = sum + key[libsec::xtea_first_index(n)];
+    sum += delta;
+    libsec::keep_in_register(sum);
+    key_encode_phase2[n] = key_decode_phase1[31 - n] = sum + key[libsec::xtea_second_index(n)];
+  };
+  (cycle(i), ...);
+}
+
+}  // namespace
+
+__attribute__((no_stack_protector)) void libsec::leave_full_tables(uint32_t key_0, uint32_t key_1, uint32_t key_2,
+                                                                   uint32_t key_3) {
+  const slice key = {key_0, key_1, key_2, key_3};
+  full_tables = true;
+  fill_full_tables(key, std::make_integer_sequence<uint32_t, XTEA_MAX_ROUNDS>{});
 }

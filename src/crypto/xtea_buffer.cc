@@ -1,54 +1,197 @@
 // SPDX-License-Identifier: MIT
 // encrypt and decrypt: whole buffers under a long key, four words of it at a time.
+//
+// Block i is under the slice that begins at word 4 i mod N of the key's N words. With the usual 32 words
+// eight slices take turns, so blocks 0 to 7 are under eight different ones, and block 8 is under the same
+// as block 0. Machines with vector registers take eight blocks side by side; others take two, eight apart.
 #include <libsec/crypto.h>
+
+#include <cstring>
 
 #include "base/bytes.h"
 #include "crypto/xtea.h"
+#include "crypto/xtea_cycles.h"
+#include "crypto/xtea_lanes.h"
 
 namespace {
 
-constexpr uint32_t slice_words = 4;
-constexpr uint32_t max_words = XTEA_MAX_KEY_WORDS;
+using libsec::load_be32;
+using libsec::load_slice;
+using libsec::slice;
+using libsec::slice_words;
+using libsec::store_be32;
+using libsec::wiped;
 
-// The key's words. The last slice may begin at the key's last word and reach three words beyond it:
-// those are zero. Secret.
+constexpr uint32_t max_words = XTEA_MAX_KEY_WORDS;
+constexpr size_t block_bytes = XTEA_BLOCK_BYTES;
+constexpr uint32_t slices = max_words / libsec::slice_words;
+
+// Every slice that a block can be under is readable here: see run_with_copied_key().
 struct long_key {
-  uint32_t count;
-  uint32_t words[max_words + slice_words - 1];
+  const uint8_t *bytes;
+  uint32_t words;
+
+  const uint8_t *slice_of_block(uint32_t index) const { return bytes + size_t{4} * (slice_words * index % words); }
 };
 
-using block_function = void (*)(uint32_t rounds, uint32_t *block);
+// One block, and behind the last one the tables, unless they hold its schedule already: writing their 128
+// words costs half as much as the block. (No stack protector: the key words stay in registers.)
+template <bool enciphering>
+__attribute__((noinline, no_stack_protector)) void run_single(const uint8_t *input, uint8_t *output,
+                                                              const uint8_t *slice_bytes, bool last) {
+  slice key;
+  load_slice(key, slice_bytes);
+  uint32_t left = load_be32(input), right = load_be32(input + 4);
+  libsec::xtea_run<enciphering>(left, right, key);
+  store_be32(output, left);
+  store_be32(output + 4, right);
+  if (last && !libsec::tables_hold(key)) libsec::leave_full_tables(key[0], key[1], key[2], key[3]);
+}
 
-void process(const uint8_t *input, uint8_t *output, uint32_t length, const uint8_t *key, uint32_t key_length,
-             uint32_t rounds, block_function transform) {
-  libsec::wiped<long_key> wiped_key;
-  long_key &k = wiped_key.value;
-  k.count = key_length / 4 < max_words ? key_length / 4 : max_words;
-  if (k.count == 0) return;
-  init_key(key, 4 * k.count, k.words);
+#if LIBSEC_VECTOR_REGISTERS
 
-  // Deliberate: a length that is no multiple of the block size is rounded up.
-  const uint32_t blocks = length / XTEA_BLOCK_BYTES + (length % XTEA_BLOCK_BYTES != 0);
-  uint32_t offset = 0;
-  for (uint32_t i = 0; i < blocks; ++i) {
-    init_encode_decode(offset, libsec::xtea_cycles(rounds), k.words);
-    const size_t position = size_t{XTEA_BLOCK_BYTES} * i;
-    uint32_t block[2] = {libsec::load_be32(input + position), libsec::load_be32(input + position + 4)};
-    transform(rounds, block);
-    libsec::store_be32(output + position, block[0]);
-    libsec::store_be32(output + position + 4, block[1]);
-    offset = (offset + slice_words) % k.count;
+constexpr uint32_t group_blocks = slices;
+
+// Eight big-endian words that stand `apart` bytes from each other.
+libsec::word_octet gather(const uint8_t *bytes, size_t apart) {
+  libsec::word_octet words;
+  for (size_t i = 0; i < 4; ++i) {
+    words.first[i] = load_be32(bytes + apart * i);
+    words.second[i] = load_be32(bytes + apart * (i + 4));
   }
+  return words;
+}
+
+void scatter(uint8_t *bytes, size_t apart, libsec::word_octet words) {
+  for (size_t i = 0; i < 4; ++i) {
+    store_be32(bytes + apart * i, words.first[i]);
+    store_be32(bytes + apart * (i + 4), words.second[i]);
+  }
+}
+
+// Eight blocks in a row, each under its slice.
+template <bool enciphering>
+[[gnu::noinline]] void run_groups(const uint8_t *input, uint8_t *output, uint32_t groups, long_key key) {
+  wiped<libsec::word_octet[4]> words;
+  for (size_t i = 0; i < 4; ++i) words.value[i] = gather(key.bytes + 4 * i, 16);
+  for (; groups != 0; --groups, input += group_blocks * block_bytes, output += group_blocks * block_bytes) {
+    libsec::word_octet left = gather(input, block_bytes), right = gather(input + 4, block_bytes);
+    libsec::xtea_run<enciphering>(left, right, words.value);
+    scatter(output, block_bytes, left);
+    scatter(output + 4, block_bytes, right);
+  }
+}
+
+#else
+
+constexpr uint32_t group_blocks = 2 * slices;
+
+// Sixteen blocks in a row: each slice serves one block and the one eight later.
+template <bool enciphering>
+[[gnu::noinline]] void run_groups(const uint8_t *input, uint8_t *output, uint32_t groups, long_key key) {
+  constexpr size_t apart = slices * block_bytes;
+  for (uint32_t i = 0; i < slices; ++i) {
+    slice words;
+    load_slice(words, key.bytes + sizeof(slice) * i);
+    const uint8_t *from = input + block_bytes * i;
+    uint8_t *to = output + block_bytes * i;
+    for (uint32_t n = 0; n < groups; ++n, from += 2 * apart, to += 2 * apart) {
+      libsec::word_pair<uint32_t> left{load_be32(from), load_be32(from + apart)};
+      libsec::word_pair<uint32_t> right{load_be32(from + 4), load_be32(from + apart + 4)};
+      libsec::xtea_run<enciphering>(left, right, words);
+      store_be32(to, left.first);
+      store_be32(to + 4, right.first);
+      store_be32(to + apart, left.second);
+      store_be32(to + apart + 4, right.second);
+    }
+  }
+}
+
+#endif
+
+__attribute__((no_stack_protector)) void leave_tables_of(const uint8_t *slice_bytes) {
+  slice key;
+  load_slice(key, slice_bytes);
+  if (!libsec::tables_hold(key)) libsec::leave_full_tables(key[0], key[1], key[2], key[3]);
+}
+
+template <bool enciphering>
+[[gnu::always_inline]] inline void run_full_cycles(const uint8_t *input, uint8_t *output, uint32_t blocks,
+                                                   long_key key) {
+  const uint32_t groups = key.words == max_words ? blocks / group_blocks : 0;
+  if (groups != 0) run_groups<enciphering>(input, output, groups, key);
+  uint32_t i = groups * group_blocks;
+  if (i == blocks) leave_tables_of(key.slice_of_block(i - 1));
+  for (; i < blocks; ++i) {
+    run_single<enciphering>(input + block_bytes * i, output + block_bytes * i, key.slice_of_block(i), i + 1 == blocks);
+  }
+}
+
+// Any number of cycles, block by block through the exported tables.
+[[gnu::noinline]] void run_few_cycles(const uint8_t *input, uint8_t *output, uint32_t blocks, long_key key,
+                                      uint32_t cycles, void (*transform)(uint32_t, uint32_t *)) {
+  wiped<slice> words;
+  for (uint32_t i = 0; i < blocks; ++i) {
+    load_slice(words.value, key.slice_of_block(i));
+    init_encode_decode(0, cycles, words.value);
+    const size_t position = block_bytes * i;
+    uint32_t block[2] = {load_be32(input + position), load_be32(input + position + 4)};
+    transform(cycles, block);
+    store_be32(output + position, block[0]);
+    store_be32(output + position + 4, block[1]);
+  }
+}
+
+template <bool enciphering>
+[[gnu::noinline]] void run(const uint8_t *input, uint8_t *output, uint32_t blocks, long_key key, uint32_t rounds) {
+  const uint32_t cycles = libsec::xtea_cycles(rounds);
+  if (cycles == libsec::xtea_full_cycles) {
+    run_full_cycles<enciphering>(input, output, blocks, key);
+  } else {
+    run_few_cycles(input, output, blocks, key, cycles, enciphering ? encipher : decipher);
+  }
+}
+
+// A key is copied where the output would overwrite it, and where its number of words is no multiple of four:
+// there a slice may begin at the last word and reach three words beyond it, which are zero.
+template <bool enciphering>
+[[gnu::noinline]] void run_with_copied_key(const uint8_t *input, uint8_t *output, uint32_t blocks, long_key key,
+                                           uint32_t rounds) {
+  wiped<uint8_t[4 * (max_words + slice_words - 1)]> copy;
+  std::memcpy(copy.value, key.bytes, size_t{4} * key.words);
+  run<enciphering>(input, output, blocks, {copy.value, key.words}, rounds);
+}
+
+bool can_stay(long_key key, const uint8_t *output, uint32_t blocks) {
+  const auto key_start = reinterpret_cast<uintptr_t>(key.bytes), output_start = reinterpret_cast<uintptr_t>(output);
+  const bool apart = key_start - output_start >= block_bytes * blocks && output_start - key_start >= 4 * key.words;
+  return apart && key.words % slice_words == 0;
+}
+
+template <bool enciphering>
+[[gnu::always_inline]] inline void process(const uint8_t *input, uint8_t *output, uint32_t length,
+                                           const uint8_t *key_bytes, uint32_t key_length, uint32_t rounds) {
+  if (length == 0 || key_length < 4) return;
+  if (length <= block_bytes && key_length >= sizeof(slice) && (rounds & 0xFF) >= libsec::xtea_full_cycles) {
+    run_single<enciphering>(input, output, key_bytes, true);
+    return;
+  }
+  // Deliberate: a length that is no multiple of the block size is rounded up.
+  const uint32_t blocks = static_cast<uint32_t>(length / block_bytes) + (length % block_bytes != 0);
+  const uint32_t words = key_length / 4;
+  const long_key key{key_bytes, words < max_words ? words : max_words};
+  (can_stay(key, output, blocks) ? run<enciphering> : run_with_copied_key<enciphering>)(input, output, blocks, key,
+                                                                                        rounds);
 }
 
 }  // namespace
 
 void encrypt(const uint8_t *input, uint8_t *output, uint32_t length, const uint8_t *key, uint32_t key_length,
              uint32_t rounds) {
-  process(input, output, length, key, key_length, rounds, encipher);
+  process<true>(input, output, length, key, key_length, rounds);
 }
 
 void decrypt(const uint8_t *input, uint8_t *output, uint32_t length, const uint8_t *key, uint32_t key_length,
              uint32_t rounds) {
-  process(input, output, length, key, key_length, rounds, decipher);
+  process<false>(input, output, length, key, key_length, rounds);
 }

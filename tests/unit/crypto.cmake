@@ -6,6 +6,7 @@ libsec_unit_test(
   havege_test.cc
   sha256_test.cc
   xtea_buffer_test.cc
+  xtea_tables_test.cc
   xtea_test.cc
   ${CMAKE_SOURCE_DIR}/tests/support/fake_clock.cc
   ${CMAKE_SOURCE_DIR}/tests/support/fake_kernel_random.cc)

@@ -157,6 +157,23 @@ TEST(XteaBuffer, WordsPastAShortKeyAreZero) {
   EXPECT_EQ(plain_word(&output[12]), block[1]);
 }
 
+TEST(XteaBuffer, TheKeyMayLieInTheOutput) {
+  // The key is taken as it was before the call, wherever in the output it stands.
+  std::mt19937 random(5);
+  for (const uint32_t length : {8u, 16u, 64u, 128u, 136u, 400u}) {
+    for (int32_t distance = -136; distance <= 408; distance += 4) {
+      bytes memory = random_bytes(random, 1024);
+      const size_t at = 256, key_at = static_cast<size_t>(256 + distance);
+      const bytes key(memory.begin() + 256 + distance, memory.begin() + 256 + distance + 128);
+      bytes expected(memory.begin() + 256, memory.begin() + 256 + length), output(length);
+      plain_buffer(expected, key, 32, 32, plain_encipher);
+      encrypt(&memory[at], &memory[at], length, &memory[key_at], 128, 32);
+      output.assign(memory.begin() + 256, memory.begin() + 256 + length);
+      ASSERT_EQ(output, expected) << "length " << length << ", distance " << distance;
+    }
+  }
+}
+
 // Runs one call at an odd address and compares output and tables with the oracle.
 void compare_with_oracle(std::mt19937 &random, uint32_t length, uint32_t key_length, uint32_t rounds, bool in_place) {
   SCOPED_TRACE("length " + std::to_string(length) + ", key_length " + std::to_string(key_length) + ", rounds " +
