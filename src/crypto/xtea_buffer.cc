@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 // encrypt and decrypt: whole buffers under a long key, four words of it at a time.
 //
-// Block i is under the slice that begins at word 4 i mod N of the key's N words. With the usual 32 words
-// eight slices take turns, so blocks 0 to 7 are under eight different ones, and block 8 is under the same
-// as block 0. Machines with vector registers take eight blocks side by side; others take two, eight apart.
+// Block i is under the slice that begins at word 4 i mod N of the key's N words.
 #include <libsec/crypto.h>
 
 #include <cstring>
@@ -11,7 +9,7 @@
 #include "base/bytes.h"
 #include "crypto/xtea.h"
 #include "crypto/xtea_cycles.h"
-#include "crypto/xtea_lanes.h"
+#include "crypto/xtea_many.h"
 
 namespace {
 
@@ -24,7 +22,6 @@ using libsec::wiped;
 
 constexpr uint32_t max_words = XTEA_MAX_KEY_WORDS;
 constexpr size_t block_bytes = XTEA_BLOCK_BYTES;
-constexpr uint32_t slices = max_words / libsec::slice_words;
 
 // Every slice that a block can be under is readable here: see run_with_copied_key().
 struct long_key {
@@ -48,67 +45,6 @@ __attribute__((noinline, no_stack_protector)) void run_single(const uint8_t *inp
   if (last && !libsec::tables_hold(key)) libsec::leave_full_tables(key[0], key[1], key[2], key[3]);
 }
 
-#if LIBSEC_VECTOR_REGISTERS
-
-constexpr uint32_t group_blocks = slices;
-
-// Eight big-endian words that stand `apart` bytes from each other.
-libsec::word_octet gather(const uint8_t *bytes, size_t apart) {
-  libsec::word_octet words;
-  for (size_t i = 0; i < 4; ++i) {
-    words.first[i] = load_be32(bytes + apart * i);
-    words.second[i] = load_be32(bytes + apart * (i + 4));
-  }
-  return words;
-}
-
-void scatter(uint8_t *bytes, size_t apart, libsec::word_octet words) {
-  for (size_t i = 0; i < 4; ++i) {
-    store_be32(bytes + apart * i, words.first[i]);
-    store_be32(bytes + apart * (i + 4), words.second[i]);
-  }
-}
-
-// Eight blocks in a row, each under its slice.
-template <bool enciphering>
-[[gnu::noinline]] void run_groups(const uint8_t *input, uint8_t *output, uint32_t groups, long_key key) {
-  wiped<libsec::word_octet[4]> words;
-  for (size_t i = 0; i < 4; ++i) words.value[i] = gather(key.bytes + 4 * i, 16);
-  for (; groups != 0; --groups, input += group_blocks * block_bytes, output += group_blocks * block_bytes) {
-    libsec::word_octet left = gather(input, block_bytes), right = gather(input + 4, block_bytes);
-    libsec::xtea_run<enciphering>(left, right, words.value);
-    scatter(output, block_bytes, left);
-    scatter(output + 4, block_bytes, right);
-  }
-}
-
-#else
-
-constexpr uint32_t group_blocks = 2 * slices;
-
-// Sixteen blocks in a row: each slice serves one block and the one eight later.
-template <bool enciphering>
-[[gnu::noinline]] void run_groups(const uint8_t *input, uint8_t *output, uint32_t groups, long_key key) {
-  constexpr size_t apart = slices * block_bytes;
-  for (uint32_t i = 0; i < slices; ++i) {
-    slice words;
-    load_slice(words, key.bytes + sizeof(slice) * i);
-    const uint8_t *from = input + block_bytes * i;
-    uint8_t *to = output + block_bytes * i;
-    for (uint32_t n = 0; n < groups; ++n, from += 2 * apart, to += 2 * apart) {
-      libsec::word_pair<uint32_t> left{load_be32(from), load_be32(from + apart)};
-      libsec::word_pair<uint32_t> right{load_be32(from + 4), load_be32(from + apart + 4)};
-      libsec::xtea_run<enciphering>(left, right, words);
-      store_be32(to, left.first);
-      store_be32(to + 4, right.first);
-      store_be32(to + apart, left.second);
-      store_be32(to + apart + 4, right.second);
-    }
-  }
-}
-
-#endif
-
 __attribute__((no_stack_protector)) void leave_tables_of(const uint8_t *slice_bytes) {
   slice key;
   load_slice(key, slice_bytes);
@@ -118,9 +54,9 @@ __attribute__((no_stack_protector)) void leave_tables_of(const uint8_t *slice_by
 template <bool enciphering>
 [[gnu::always_inline]] inline void run_full_cycles(const uint8_t *input, uint8_t *output, uint32_t blocks,
                                                    long_key key) {
-  const uint32_t groups = key.words == max_words ? blocks / group_blocks : 0;
-  if (groups != 0) run_groups<enciphering>(input, output, groups, key);
-  uint32_t i = groups * group_blocks;
+  uint32_t i = 0;
+  if (key.words == max_words && blocks >= libsec::xtea_many)
+    i = libsec::xtea_run_many<enciphering>(input, output, blocks, key.bytes);
   if (i == blocks) leave_tables_of(key.slice_of_block(i - 1));
   for (; i < blocks; ++i) {
     run_single<enciphering>(input + block_bytes * i, output + block_bytes * i, key.slice_of_block(i), i + 1 == blocks);
@@ -164,8 +100,8 @@ template <bool enciphering>
 
 bool can_stay(long_key key, const uint8_t *output, uint32_t blocks) {
   const auto key_start = reinterpret_cast<uintptr_t>(key.bytes), output_start = reinterpret_cast<uintptr_t>(output);
-  const bool apart = key_start - output_start >= block_bytes * blocks && output_start - key_start >= 4 * key.words;
-  return apart && key.words % slice_words == 0;
+  const bool outside = key_start - output_start >= block_bytes * blocks && output_start - key_start >= 4 * key.words;
+  return outside && key.words % slice_words == 0;
 }
 
 template <bool enciphering>

@@ -6,7 +6,7 @@
 
 namespace libsec {
 
-// Two words, each of which may be a vector of words.
+// Two words, each of which may itself stand for several.
 template <typename half>
 struct word_pair {
   half first, second;
@@ -17,8 +17,9 @@ struct word_pair {
   friend constexpr word_pair operator^(word_pair x, half y) { return {x.first ^ y, x.second ^ y}; }
   friend constexpr word_pair operator+(word_pair x, word_pair y) { return {x.first + y.first, x.second + y.second}; }
   friend constexpr word_pair operator+(word_pair x, uint32_t y) { return {x.first + y, x.second + y}; }
+  friend constexpr word_pair operator-(word_pair x, word_pair y) { return {x.first - y.first, x.second - y.second}; }
   constexpr void operator+=(word_pair y) { *this = *this + y; }
-  constexpr void operator-=(word_pair y) { *this = {first - y.first, second - y.second}; }
+  constexpr void operator-=(word_pair y) { *this = *this - y; }
 };
 
 #if defined(__SSE2__) || defined(__ARM_NEON)
