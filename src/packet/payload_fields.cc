@@ -7,6 +7,7 @@
 //   4+n  1-8 zeros, up to a multiple of 8
 #include <libsec/packet.h>
 
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 
@@ -21,6 +22,7 @@ constexpr uint32_t session_id_bytes = 4;
 // A content length may claim 65535 bytes. Up to this offset, they lie inside the context's two buffers.
 constexpr uint32_t highest_payload =
     sizeof(zolt_context::packet) + sizeof(zolt_context::receive_chunk) - block_header_bytes - 0xFFFF;
+static_assert(offsetof(zolt_context, receive_chunk) == offsetof(zolt_context, packet) + ZOLT_PACKET_BYTES);
 constexpr uint8_t login_seconds[] = {0x00, 0xB4};  // how long the session lives: 180
 
 constexpr uint32_t block_bytes(uint32_t content_bytes) {
