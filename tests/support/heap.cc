@@ -19,6 +19,7 @@ struct block {
 
 bool watching = false;
 int first_failing = -1;
+int failing = 0;
 int asked = 0;
 int unwiped = 0;
 int held_count = 0;
@@ -29,7 +30,7 @@ block held[4096];  // a plain array: nothing here may allocate
 void *__wrap_malloc(size_t size) {
   if (!watching) return __real_malloc(size);
   const int index = asked++;
-  if (first_failing >= 0 && index >= first_failing) return nullptr;
+  if (first_failing >= 0 && index >= first_failing && index - first_failing < failing) return nullptr;
   auto *start = static_cast<unsigned char *>(__real_malloc(size));
   if (start != nullptr) {
     // Never zero by luck: what must be cleared is found dirty.
@@ -55,8 +56,9 @@ void __wrap_free(void *memory) {
 
 namespace test {
 
-heap_watch::heap_watch(int first_failure) {
+heap_watch::heap_watch(int first_failure, int failures) {
   first_failing = first_failure;
+  failing = failures;
   asked = unwiped = held_count = 0;
   watching = true;
 }

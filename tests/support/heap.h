@@ -3,13 +3,16 @@
 // Programs that use it are linked with --wrap=malloc,--wrap=free.
 #pragma once
 
+#include <climits>
+
 namespace test {
 
 // Watches the heap while it lives; one at a time.
 class heap_watch {
  public:
-  // Allocations from number `first_failure` on fail (0 is the first); negative: none does.
-  explicit heap_watch(int first_failure = -1);
+  // Allocations from number `first_failure` on fail (0 is the first), as many as `failures` says;
+  // negative: none does.
+  explicit heap_watch(int first_failure = -1, int failures = INT_MAX);
   heap_watch(const heap_watch &) = delete;
   heap_watch &operator=(const heap_watch &) = delete;
   ~heap_watch();

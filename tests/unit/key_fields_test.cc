@@ -139,13 +139,14 @@ TEST_F(KeyFields, APrimeThatIsTooLongForADrawIsRefused) {
   EXPECT_EQ(row_length, 256u);
 }
 
-TEST_F(KeyFields, WithoutMemoryThePrimeIsRefused) {
+TEST_F(KeyFields, WithoutMemoryForThePrimeOrTheExponentThePrimeIsRefused) {
   session.key_p_length = 128;
-  std::memcpy(context->packet + 25, prime.data(), prime.size());
-  for (int first_failure = 0; first_failure < 2; ++first_failure) {  // the prime's limbs, the exponent's
-    num_free(&session.p, &session.x, static_cast<num *>(nullptr));
-    test::heap_watch heap(first_failure);
-    EXPECT_EQ(set_p(context.get(), 25, &row_length, nullptr, context->packet + 25), -1) << first_failure;
+  for (num *lacking : {&session.p, &session.x}) {
+    ASSERT_EQ(set(set_p, prime), 0);
+    num_free(lacking, static_cast<num *>(nullptr));
+    test::heap_watch heap(0);
+    EXPECT_EQ(set_p(context.get(), 25, &row_length, nullptr, context->packet + 25), -1);
+    EXPECT_EQ(heap.allocations(), 1);
   }
 }
 

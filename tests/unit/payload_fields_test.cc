@@ -194,6 +194,16 @@ TEST_F(PayloadFields, TheLongestPacketMayClaimTheMost) {
   for (int i = 39979; i < 65535; ++i) ASSERT_EQ(context->data[i], 0) << i;
 }
 
+TEST_F(PayloadFields, ABlockIsTakenUpToTheOffsetWhereItsClaimStillFitsTheContext) {
+  uint8_t &last = context->receive_chunk[sizeof context->receive_chunk - 1];
+  EXPECT_EQ(open(joined({bytes(14461), sealed(text("far"), key, 65535)}), 14461), 0);
+  EXPECT_EQ(last, 0x00) << "cleared to the last byte";
+  last = 0xA5;
+  EXPECT_EQ(open(joined({bytes(14462), sealed(text("far"), key, 65535)}), 14462), -1);
+  EXPECT_EQ(open(bytes(14462 + 24), 14462), -1) << "zeros, whose CRC is right before they are deciphered";
+  EXPECT_EQ(last, 0xA5);
+}
+
 TEST_F(PayloadFields, AnOffsetBehindThePacketsEndIsACrcError) {
   // No layout leads there; a host that calls the handler could.
   for (const uint32_t at : {32u, 14462u, 39990u}) {
@@ -315,6 +325,17 @@ TEST_F(PayloadFields, TheLongestReplyFillsThePacketAndOneByteMoreIsNotWritten) {
       EXPECT_EQ(bytes(context->packet, context->packet + sizeof context->packet), bytes(40000, 0xA5));
     }
     EXPECT_EQ(context->receive_chunk[0], 0xA5);
+  }
+}
+
+TEST_F(PayloadFields, AReplyBehindThePacketsEndIsNotWritten) {
+  for (full_encryption = 0; full_encryption < 2; ++full_encryption) {
+    for (const uint32_t at : {39993u, 40000u, 40001u, 0xffffffffu}) {
+      uint32_t length = 3;
+      EXPECT_EQ(get_pay(context.get(), at, &length, key.data(), context->packet), 0) << at;
+      EXPECT_EQ(context->packet[39999], 0xA5);
+      EXPECT_EQ(context->receive_chunk[0], 0xA5);
+    }
   }
 }
 

@@ -196,6 +196,91 @@ TEST_F(SignatureField, ARefusedPacketLeavesAGoodCache) {
   EXPECT_EQ(verify(wake), 0);
 }
 
+// ---- Under the exponent 1 the signature is the decoded block itself: every byte of it is the test's ----
+
+bytes digest_of(const bytes &message) {
+  bytes digest(SHA256_DIGEST_BYTES);
+  sha256(message.data(), static_cast<uint32_t>(message.size()), digest.data());
+  return digest;
+}
+
+// The signed part of a WAKE with these bytes in the signature's place.
+bytes with_signature(const bytes &packet, const bytes &signature) {
+  return joined({bytes(packet.begin(), packet.begin() + signature_offset), signature});
+}
+
+TEST_F(SignatureField, EachOfThe32BytesOfTheDigestIsCompared) {
+  set_exponent({1});
+  EXPECT_EQ(verify(raw_digest), 0);
+  for (size_t i = 380; i < 412; ++i) {
+    bytes changed = raw_digest;
+    changed[i] ^= 1;
+    EXPECT_EQ(verify(changed), -1) << i;
+  }
+}
+
+TEST_F(SignatureField, NoByteInFrontOfTheDigestIsCompared) {
+  set_exponent({1});
+  for (size_t i = 285; i < 380; ++i) {  // the first one stays zero: the block must be below the modulus
+    bytes changed = raw_digest;
+    changed[i] ^= 0x80;
+    EXPECT_EQ(verify(changed), 0) << i;
+  }
+}
+
+TEST_F(SignatureField, AShorterSignatureIsComparedByItsLast32Bytes) {
+  set_exponent({1});
+  const bytes digest = digest_of(bytes(wake.begin(), wake.begin() + 282));
+  EXPECT_EQ(verify(with_signature(wake, digest), signature_offset, 32), 0);
+  EXPECT_EQ(row_length, 32u);
+  EXPECT_EQ(verify(with_signature(wake, joined({{1, 2, 3}, digest})), signature_offset, 35), 0);
+}
+
+// The byte in front of the kept block is part of the length itself, so one packet in 256 would match.
+TEST_F(SignatureField, ASignatureOf31BytesIsRefusedAlsoWhenTheByteInFrontOfTheBlockFits) {
+  set_exponent({1});
+  session.rsa_length = 31;
+  uint8_t in_front;
+  std::memcpy(&in_front, reinterpret_cast<const uint8_t *>(&session) + offsetof(security_session, rsa_block) - 1, 1);
+  bytes packet = wake, digest;
+  do {
+    ++packet[14];
+    if (packet[14] == 0) ++packet[15];
+    digest = digest_of(bytes(packet.begin(), packet.begin() + 282));
+  } while (digest[0] != in_front);
+  EXPECT_EQ(verify(with_signature(packet, bytes(digest.begin() + 1, digest.end())), signature_offset, 31), -1);
+}
+
+TEST_F(SignatureField, ADecodedBlockThatDoesNotFitTheSignaturesLengthIsRefused) {
+  const bytes digest = digest_of(bytes(wake.begin(), wake.begin() + 282));
+  std::copy(digest.begin(), digest.end(), session.rsa_block);  // left by an earlier packet
+  EXPECT_EQ(verify(wake, signature_offset, 32), -1);
+}
+
+TEST_F(SignatureField, ASignatureThatCouldNotBeReadIsNotReplacedByTheOneBefore) {
+  set_exponent({1});
+  const bytes digest = digest_of(bytes(wake.begin(), wake.begin() + 282));
+  ASSERT_EQ(num_read_binary(&session.rsa_s, digest.data(), 32), 0);
+  receive(context.get(), wake);
+  session.rsa_length = 128;
+  test::heap_watch heap(0, 1);
+  EXPECT_EQ(set_rsa(context.get(), signature_offset, &row_length, nullptr, context->packet + signature_offset), -1);
+}
+
+TEST_F(SignatureField, NothingIsWrittenBehindTheBlock) {
+  session.admission_mark = 0x77;
+  for (const uint32_t length : {128u, 129u, 130u}) (void)verify(wake, signature_offset, length);
+  EXPECT_EQ(session.admission_mark, 0x77);
+}
+
+TEST_F(SignatureField, AtOffsetTwoNothingIsSignedAndBeforeItThereIsNoPlaceForALength) {
+  set_exponent({1});
+  const bytes nothing_signed = joined({bytes(98, 0), digest_of({})});
+  EXPECT_EQ(verify(nothing_signed, 2), 0);
+  EXPECT_EQ(verify(joined({bytes(97, 0), digest_of({})}), 1), -1);
+  EXPECT_EQ(verify(joined({bytes(96, 0), digest_of({})}), 0), -1);
+}
+
 // ---- Lengths that no accepted WAKE has ----
 
 TEST_F(SignatureField, LengthsThatHoldNoDigestOrDoNotFitTheBlockAreRefused) {
@@ -203,20 +288,6 @@ TEST_F(SignatureField, LengthsThatHoldNoDigestOrDoNotFitTheBlockAreRefused) {
     EXPECT_EQ(verify(wake, signature_offset, length), -1) << length;
     EXPECT_EQ(row_length, length);
   }
-}
-
-TEST_F(SignatureField, ASignatureInFrontOfWhichNothingStandsIsRefused) {
-  EXPECT_EQ(verify(wake, 0), -1);
-  EXPECT_EQ(verify(wake, 1), -1);
-}
-
-TEST_F(SignatureField, ShorterSignaturesAreComparedByTheirLast32Bytes) {
-  set_modulus(bytes{0x7f});  // 1^e mod 127 = 1
-  bytes packet = wake;
-  std::fill(packet.begin() + signature_offset, packet.end(), uint8_t{0});
-  packet[signature_offset + 31] = 1;
-  EXPECT_EQ(verify(packet, signature_offset, 32), -1);
-  EXPECT_EQ(bytes(session.rsa_block, session.rsa_block + 32), joined({bytes(31), {1}}));
 }
 
 }  // namespace
