@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "base/bytes.h"
+#include "crypto/sha256_block.h"
 
 namespace {
 
@@ -50,7 +51,7 @@ void sha256(const uint8_t *data, uint32_t length, uint8_t *digest) {
   sha256_init(&context);
   context.block_count = length / block_bytes;
   context.tail_length = length % block_bytes;
-  for (uint32_t i = 0; i < context.block_count; ++i) sha256_process(&context, data + size_t{block_bytes} * i);
+  libsec::sha256_blocks(context.state, data, context.block_count);
   if (context.tail_length != 0) std::memcpy(context.buffer, data + (length - context.tail_length), context.tail_length);
   finish(&context, digest);
 }

@@ -4,6 +4,8 @@
 //    instead of being moved, and the schedule is kept in sixteen words.
 //  - The sums of three rotations are nested, two of them at a time.
 //  - majority(a, b, c) = b ^ ((a ^ b) & (b ^ c)), and b ^ c was a ^ b one round before.
+#include "crypto/sha256_block.h"
+
 #include <libsec/crypto.h>
 
 #include <bit>
@@ -11,6 +13,7 @@
 
 #include "base/bytes.h"
 #include "crypto/sha256_constants.h"
+#include "crypto/sha256_x86.h"
 
 namespace {
 
@@ -59,11 +62,8 @@ template <bool first_sixteen, size_t... t>
   (round<t, first_sixteen>(w, block, constants), ...);
 }
 
-}  // namespace
-
-void sha256_process(sha256_context *context, const uint8_t *block) {
+void compress(uint32_t *state, const uint8_t *block) {
   using in_order = std::make_index_sequence<16>;
-  uint32_t *const state = context->state;
   work w;
 #pragma GCC unroll 8  // or the variables would go to memory, to be addressed by a counter
   for (size_t i = 0; i < 8; ++i) w.variables[i] = state[i];
@@ -78,4 +78,21 @@ void sha256_process(sha256_context *context, const uint8_t *block) {
   }
 #pragma GCC unroll 8
   for (size_t i = 0; i < 8; ++i) state[i] += w.variables[i];
+}
+
+}  // namespace
+
+void libsec::sha256_plain_blocks(uint32_t *state, const uint8_t *blocks, size_t count) {
+  for (; count != 0; --count, blocks += SHA256_BLOCK_BYTES) compress(state, blocks);
+}
+
+void libsec::sha256_blocks(uint32_t *state, const uint8_t *blocks, size_t count) {
+#if LIBSEC_SHA256_X86
+  if (sha256_x86_works()) return sha256_x86_blocks(state, blocks, count);
+#endif
+  sha256_plain_blocks(state, blocks, count);
+}
+
+void sha256_process(sha256_context *context, const uint8_t *block) {
+  libsec::sha256_blocks(context->state, block, 1);
 }

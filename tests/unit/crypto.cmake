@@ -4,6 +4,7 @@ libsec_unit_test(
   clock_test.cc
   crc16_test.cc
   havege_test.cc
+  sha256_block_test.cc
   sha256_test.cc
   xtea_buffer_test.cc
   xtea_tables_test.cc
