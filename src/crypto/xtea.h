@@ -62,12 +62,12 @@ constexpr size_t xtea_second_index(uint32_t i) {
 
 // Whether the tables hold the schedule of `key` for 32 cycles, as far as one word of each table tells. Those
 // four words depend on the four words of the key, so the answer is wrong only if the host wrote into the
-// tables and spared them.
+// tables and spared them. They were chosen among those with the smallest sums.
 inline bool tables_hold(const slice &key) {
-  static_assert(xtea_first_index(0) == 0 && xtea_second_index(0) == 3);
-  static_assert(xtea_second_index(31) == 2 && xtea_first_index(29) == 1);
-  return full_tables && key_encode_phase1[0] == key[0] && key_encode_phase2[0] == xtea_delta + key[3] &&
-         key_decode_phase1[0] == 32 * xtea_delta + key[2] && key_decode_phase2[2] == 29 * xtea_delta + key[1];
+  static_assert(xtea_first_index(0) == 0 && xtea_second_index(1) == 2);
+  static_assert(xtea_second_index(0) == 3 && xtea_first_index(1) == 1);
+  return full_tables && key_encode_phase1[0] == key[0] && key_encode_phase2[1] == 2 * xtea_delta + key[2] &&
+         key_decode_phase1[31] == xtea_delta + key[3] && key_decode_phase2[30] == xtea_delta + key[1];
 }
 
 }  // namespace libsec

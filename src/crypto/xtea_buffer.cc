@@ -107,11 +107,12 @@ bool can_stay(long_key key, const uint8_t *output, uint32_t blocks) {
 template <bool enciphering>
 [[gnu::always_inline]] inline void process(const uint8_t *input, uint8_t *output, uint32_t length,
                                            const uint8_t *key_bytes, uint32_t key_length, uint32_t rounds) {
-  if (length == 0 || key_length < 4) return;
-  if (length <= block_bytes && key_length >= sizeof(slice) && (rounds & 0xFF) >= libsec::xtea_full_cycles) {
+  const bool one_block = length - 1 < block_bytes;  // 0 - 1 is huge
+  if (one_block && key_length >= sizeof(slice) && (rounds & 0xFF) >= libsec::xtea_full_cycles) {
     run_single<enciphering>(input, output, key_bytes, true);
     return;
   }
+  if (length == 0 || key_length < 4) return;
   // Deliberate: a length that is no multiple of the block size is rounded up.
   const uint32_t blocks = static_cast<uint32_t>(length / block_bytes) + (length % block_bytes != 0);
   const uint32_t words = key_length / 4;
