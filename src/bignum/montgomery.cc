@@ -28,7 +28,6 @@ void num_mont_mul(num *A, const num *B, const num *N, num_limb constant, num *T)
     num_limbs_mul_add(m, B->limbs, d, u0);
     num_limbs_mul_add(n, N->limbs, d, u1);
     *d++ = u0;  // the limb is zero now and never read again
-    d[n + 1] = 0;
   }
   std::memcpy(A->limbs, d, (static_cast<size_t>(n) + 1) * sizeof(num_limb));
   // Deliberate: the subtraction whose result is thrown away makes both ways take the same time.

@@ -17,11 +17,4 @@ void num_mont_mul(num *A, const num *B, const num *N, num_limb constant, num *T)
 // A = A / R mod N.
 void num_mont_reduce(num *A, const num *N, num_limb constant, num *T);
 
-// The size of the sliding window for an exponent of so many bits. A window of 2 is never worth its table.
-constexpr int32_t window_size(int32_t bits) {
-  return bits >= 672 ? 6 : bits >= 240 ? 5 : bits >= 80 ? 4 : bits >= 24 ? 3 : 1;
-}
-
-constexpr int32_t widest_window = 6;
-
 }  // namespace libsec

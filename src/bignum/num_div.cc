@@ -47,7 +47,7 @@ int32_t divide(num *Q, num *R, const num *A, const num *B) {
   const int32_t b_limbs = top_limb(B) + 1;
   const int32_t n = words_for<word>(a_limbs);
   const int32_t m = words_for<word>(b_limbs);
-  const word_block<word> block(2 * static_cast<size_t>(n) + 2);
+  const wiped_block<word> block(2 * static_cast<size_t>(n) + 2);
   if (block.get() == nullptr) return NUM_ERR_ALLOC_FAILED;
   word *x = block.get();   // n + 1 words: A, then the remainder
   word *y = x + n + 1;     // m words: B

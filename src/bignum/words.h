@@ -50,26 +50,27 @@ constexpr int32_t words_for(int32_t limb_count) {
   return limb_count / limbs_per_word<word> + (limb_count % limbs_per_word<word> != 0 ? 1 : 0);
 }
 
-// A block of words from the heap, wiped and freed when it leaves scope.
-template <typename word>
-class word_block {
+// `count` objects on the heap, wiped and freed when the block leaves scope. They start with
+// indeterminate values; get() is null when there is no memory.
+template <typename T>
+class wiped_block {
  public:
-  explicit word_block(size_t count)
-      : size_{count * sizeof(word)},
-        words_{count > PTRDIFF_MAX / sizeof(word) ? nullptr : static_cast<word *>(std::malloc(size_))} {}
-  word_block(const word_block &) = delete;
-  word_block &operator=(const word_block &) = delete;
-  ~word_block() {
-    if (words_ == nullptr) return;
-    secure_zero(words_, size_);
-    std::free(words_);
+  explicit wiped_block(size_t count)
+      : size_{count * sizeof(T)},
+        objects_{count > PTRDIFF_MAX / sizeof(T) ? nullptr : static_cast<T *>(std::malloc(size_))} {}
+  wiped_block(const wiped_block &) = delete;
+  wiped_block &operator=(const wiped_block &) = delete;
+  ~wiped_block() {
+    if (objects_ == nullptr) return;
+    secure_zero(objects_, size_);
+    std::free(objects_);
   }
 
-  word *get() const { return words_; }
+  T *get() const { return objects_; }
 
  private:
   size_t size_;
-  word *words_;
+  T *objects_;
 };
 
 // Word `index` of the number in `count` limbs; limbs beyond the last one read as zero. Limbs are put

@@ -1,5 +1,6 @@
 # SPDX-License-Identifier: MIT
 set(bignum_tests
+    exp_1024_test.cc
     num_add_test.cc
     num_binary_test.cc
     num_bits_test.cc
@@ -8,7 +9,8 @@ set(bignum_tests
     num_exp_mod_test.cc
     num_model_test.cc
     num_mul_test.cc
-    num_record_test.cc)
+    num_record_test.cc
+    reduced_radix_test.cc)
 if(LIBSEC_GMP)
   list(APPEND bignum_tests num_gmp_test.cc)
 else()

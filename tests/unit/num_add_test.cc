@@ -123,6 +123,16 @@ TEST(NumAddNum, TheSignIsWrittenOnSuccessOnly) {
   EXPECT_EQ(x.sign, 1);  // copied from the larger operand before its limbs failed, and not written since
 }
 
+TEST(NumAddNum, AFailureLeavesTheSignOfADestinationThatIsTheSecondOperand) {
+  const number a(1, {0xffffffff, 1});
+  number b(-1, {0xffffffff}), d(-1, {5});
+  const test::heap_watch heap(0);
+  EXPECT_EQ(num_sub_num(&b, &a, &b), NUM_ERR_ALLOC_FAILED);  // |a| + |b| has to grow b
+  EXPECT_EQ(b.sign, -1);
+  EXPECT_EQ(num_add_num(&d, &a, &d), NUM_ERR_ALLOC_FAILED);  // |a| - |d| needs a copy of d
+  EXPECT_EQ(d.sign, -1);
+}
+
 TEST(NumLimbs, ProductsCarryOnUntilNoCarryIsLeft) {
   // 7 limbs by singles, 8 and 16 by blocks, and all of them together.
   for (const int n : {0, 1, 7, 8, 15, 16, 17, 31, 33}) {

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+// The products on short digits, for every word of the machine that runs the test, beside the model.
+#include "bignum/reduced_radix.h"
+
+#include <gtest/gtest.h>
+
+#include "support/num_model.h"
+#include "support/num_random.h"
+#include "support/num_values.h"
+
+namespace {
+
+using test::limb_list;
+using test::model;
+
+template <typename word>
+class ReducedRadix : public testing::Test {
+ public:
+  using arithmetic = libsec::reduced_radix<word>;
+  using number = std::vector<word>;
+
+  static number digits_of(const model &value) {
+    number d(arithmetic::digits, 0);
+    for (size_t i = 0; i < 1044; ++i) d[i / arithmetic::bits] |= word{value.bit(i)} << (i % arithmetic::bits);
+    return d;
+  }
+  static model value_of(const number &d) {
+    model value(1, limb_list(34, 0));
+    for (size_t i = 0; i < 1044; ++i) {
+      value.limbs[i / 32] |= static_cast<num_limb>(d[i / arithmetic::bits] >> (i % arithmetic::bits) & 1) << (i % 32);
+    }
+    return value;
+  }
+  static word constant(const number &n) {
+    word inverse = 1;
+    for (int step = 0; step < 6; ++step) inverse *= 2 - n[0] * inverse;
+    return (word{0} - inverse) & arithmetic::mask;
+  }
+
+  // result * 2^1044 = expected, modulo n, and result is below twice n.
+  static void expect_quotient(const number &result, const model &expected, const model &n) {
+    model quotient, left, right;
+    const model value = value_of(result);
+    for (const word digit : result) ASSERT_LE(digit, arithmetic::mask);
+    ASSERT_LT(compare_magnitudes(value, shifted_left(n, 1)), 0);
+    divide_magnitudes(shifted_left(value, 1044), n, quotient, left);
+    divide_magnitudes(expected, n, quotient, right);
+    ASSERT_EQ(compare_magnitudes(left, right), 0);
+  }
+
+  static void check(const model &a, const model &b, const model &n) {
+    const number da = digits_of(a), db = digits_of(b), dn = digits_of(n);
+    number result(arithmetic::digits);
+    typename arithmetic::scratch scratch;
+    arithmetic::multiply(result.data(), da.data(), db.data(), dn.data(), constant(dn), scratch);
+    expect_quotient(result, product(model(), a, b), n);
+    arithmetic::square(result.data(), da.data(), dn.data(), constant(dn), scratch);
+    expect_quotient(result, product(model(), a, a), n);
+    arithmetic::reduce_one(result.data(), da.data(), dn.data(), constant(dn), scratch);
+    expect_quotient(result, a, n);
+    ASSERT_LE(compare_magnitudes(value_of(result), n), 0);
+  }
+};
+
+#ifdef __SIZEOF_INT128__
+using words = testing::Types<uint32_t, uint64_t>;
+#else
+using words = testing::Types<uint32_t>;
+#endif
+TYPED_TEST_SUITE(ReducedRadix, words);
+
+// Every digit of every factor as large as it can be: the columns' sums at their bound.
+TYPED_TEST(ReducedRadix, TheFullestColumnsDoNotOverflow) {
+  model n(1, limb_list(32, 0xffffffff));
+  model below_twice = shifted_left(n, 1);
+  below_twice.limbs[0] -= 1;
+  TestFixture::check(below_twice, below_twice, n);
+  // All quotient digits of this one are all ones, too: n = 1 modulo 2^1044's digits' lowest, so -1 / n is all ones.
+  n.limbs[0] = 1;
+  for (int i = 1; i < 32; ++i) TestFixture::check(below_twice, n, n), n.limbs[static_cast<size_t>(i)] -= 1;
+}
+
+TYPED_TEST(ReducedRadix, ProductsSquaresAndReductionsAreRight) {
+  test::num_random random(41);
+  for (int set = 0; set < test::operand_sets(150); ++set) {
+    limb_list n = random.limbs(32);
+    n[0] |= 1;
+    n.back() |= random.below(2) == 0 ? 0x80000000 : 1;
+    model a(1, random.limbs(33)), b(1, random.limbs(33)), quotient, rest_a, rest_b;
+    divide_magnitudes(a, shifted_left(model(1, n), 1), quotient, rest_a);
+    divide_magnitudes(b, shifted_left(model(1, n), 1), quotient, rest_b);
+    TestFixture::check(rest_a, rest_b, model(1, n));
+  }
+}
+
+}  // namespace
