@@ -70,6 +70,7 @@ struct working_set {
 struct digit_powers {
   working_set *set;
   word constant;
+  bool result_is_one;  // known to be: nothing need be squared, nor multiplied by it
 
   void product(digit_number *to, const digit_number *a, const digit_number *b) {
     arithmetic::multiply(to->d, a->d, b->d, set->modulus.d, constant, set->scratch);
@@ -84,8 +85,17 @@ struct digit_powers {
   }
   void square_slot(int32_t i) { self_product(&set->slots[i]); }
   void multiply_slot(int32_t i) { product(&set->slots[i], &set->slots[i], &set->slots[1]); }
-  void square() { self_product(&set->result); }
-  void multiply(int32_t slot) { product(&set->result, &set->result, &set->slots[slot]); }
+  void square() {
+    if (!result_is_one) self_product(&set->result);
+  }
+  void multiply(int32_t slot) {
+    if (result_is_one) {
+      set->result = set->slots[slot];
+    } else {
+      product(&set->result, &set->result, &set->slots[slot]);
+    }
+    result_is_one = false;
+  }
 };
 
 // -1 / N modulo 2^bits.
@@ -148,12 +158,14 @@ int32_t exp_mod_1024(num *X, const num *A, const num *E, const num *N, num *RR) 
   working_set *const set = memory.get();
   if (set == nullptr) return NUM_ERR_ALLOC_FAILED;
 
+  const bool cache_given = RR != nullptr && RR->limbs != nullptr;
   scoped_num own;
   const num *rr = nullptr;
   NUM_TRY(provide_square_of_radix(RR, &own, N, &rr));
 
   to_digits(&set->modulus, N);
-  digit_powers powers{set, constant_of(set->modulus.d[0])};
+  // A cache that was given may be anything; ours makes the start a one.
+  digit_powers powers{set, constant_of(set->modulus.d[0]), !cache_given};
   digit_number *const base = &set->slots[1];
   digit_number *const square_of_r = &set->slots[0];  // a slot that no window needs
   NUM_TRY(convert_square_of_radix(square_of_r, rr, N));
