@@ -59,7 +59,8 @@ class reduced_radix {
   };
 
   // result = a * b / R mod n, below 2n, for a, b below 2n. `constant` is -1 / n modulo 2^bits.
-  static void multiply(word *result, const word *a, const word *b, const word *n, word constant, scratch &s) {
+  [[gnu::noinline]] static void multiply(word *result, const word *a, const word *b, const word *n, word constant,
+                                         scratch &s) {
     for (wide &sum : s.sums) sum = 0;
     for (int i = 0; i < digits; i += rows) multiply_rows(s.sums + i, a + i, b, digits / rows);
     carry_overfull_columns(s.sums);
@@ -67,7 +68,8 @@ class reduced_radix {
   }
 
   // result = a * a / R mod n. Products of different digits are made once, with one factor doubled.
-  static void square(word *result, const word *a, const word *n, word constant, scratch &s) {
+  [[gnu::noinline]] static void square(word *result, const word *a, const word *n, word constant, scratch &s) {
+#pragma GCC unroll 6
     for (int i = 0; i < digits; ++i) s.twice[i] = 2 * a[i];
     for (int i = 0; i < digits; i += rows) square_rows(s.sums + 2 * i, a + i);
     for (int i = 0; i + rows < digits; i += rows) {
@@ -204,9 +206,10 @@ class reduced_radix {
   }
 
   // result = (the number in sums + q * n) / R.
-  static void reduce(word *result, const word *n, word constant, scratch &s) {
+  [[gnu::noinline]] static void reduce(word *result, const word *n, word constant, scratch &s) {
     for (int i = 0; i < digits; i += rows) reduce_rows(s.sums + i, n, constant);
     wide carry = 0;
+#pragma GCC unroll 3
     for (int k = 0; k < digits; ++k) {
       const wide sum = s.sums[digits + k] + carry;
       result[k] = static_cast<word>(sum) & mask;
