@@ -14,6 +14,7 @@ test_the_host_in_twenty_lines_serves_a_session() {
   cp "$BUILD/libsec.so" "$keys"
   (cd "$keys" && exec "$scratch/host" >"$scratch/device.out" 2>&1) &
   device=$!
+  started+=("$device")
   local second
   for second in 1 2 3 4 5; do
     ! grep -q ' 00000000:00A1 ' /proc/net/udp || break
