@@ -62,7 +62,7 @@ need_snmpd() {
   [ ! -x "$snmpd" ] || return 0
   say "apt-get download snmpd (unpacked into build/packages; no service is installed)"
   mkdir -p "$unpacked"
-  (cd "$unpacked" && apt-get download -qq snmpd </dev/null && dpkg-deb -x snmpd_*.deb . && rm snmpd_*.deb) ||
+  (cd "$unpacked" && apt-get download -qq -o APT::Sandbox::User= snmpd </dev/null && dpkg-deb -x snmpd_*.deb . && rm snmpd_*.deb) ||
     die "snmpd could not be downloaded; try: apt-get update"
 }
 
