@@ -1,7 +1,14 @@
 /* SPDX-License-Identifier: MIT
  *
- * Primitives: XTEA and the encryption of buffers with it, SHA-256, CRC-16, the HAVEGE
- * random generator, and the clocks. None of them reports an error.
+ * Primitives: XTEA and the encryption of buffers with it, SHA-256, CRC-16, and the HAVEGE random
+ * generator. None of them reports an error.
+ *
+ * Some C libraries, musl among them, declare another `encrypt` in <unistd.h>. A program that needs
+ * that header beside this one renames theirs:
+ *
+ *     #define encrypt encrypt_of_unistd
+ *     #include <unistd.h>
+ *     #undef encrypt
  */
 #ifndef LIBSEC_CRYPTO_H
 #define LIBSEC_CRYPTO_H
@@ -9,6 +16,7 @@
 #include <stdio.h>
 
 #include "abi.h"
+#include "timer.h"
 
 LIBSEC_BEGIN
 
@@ -124,21 +132,6 @@ LIBSEC_FUNCTION void havege_init(havege_context *state);
 
 /* havege_rand returns one random word, and gathers again after every 512 of them. */
 LIBSEC_FUNCTION int32_t havege_rand(havege_context *state);
-
-/* ---- Clocks, on gettimeofday() ---- */
-
-typedef struct timer_state {
-  int32_t seconds; /* of the last reset, modulo 2^32 */
-  int32_t microseconds;
-} timer_state;
-
-/* hardclock returns the microseconds since its first call in the process, modulo 2^32. */
-LIBSEC_FUNCTION uint32_t hardclock(void);
-
-/* get_timer returns the milliseconds since the timer's last reset, modulo 2^32, the difference
- * of the microsecond parts truncated towards zero; with a non-zero `reset` it then restarts the
- * timer. The first read of a timer that was never reset is meaningless. */
-LIBSEC_FUNCTION uint32_t get_timer(timer_state *timer, int32_t reset);
 
 LIBSEC_END
 

@@ -7,8 +7,8 @@
 #define LIBSEC_SESSION_H
 
 #include "abi.h"
-#include "crypto.h"
 #include "num.h"
+#include "timer.h"
 
 LIBSEC_BEGIN
 

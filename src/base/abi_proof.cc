@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Proof that the compiler lays the exported records out as abi/records.def says. Compiled for every
 // target; leaves no code behind.
+#include <libsec/crypto.h>
 #include <libsec/packet.h>
 #include <libsec/zolt.h>
 

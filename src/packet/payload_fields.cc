@@ -5,6 +5,7 @@
 //     2   2  length of the content; not covered by the CRC
 //     4   n  content
 //   4+n  1-8 zeros, up to a multiple of 8
+#include <libsec/crypto.h>
 #include <libsec/packet.h>
 
 #include <cstddef>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The signature of a WAKE.
+#include <libsec/crypto.h>
 #include <libsec/packet.h>
 
 #include <cstring>

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The Diffie-Hellman private exponent.
+#include <libsec/crypto.h>
 #include <libsec/session.h>
 
 #include "base/bytes.h"

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <libsec/crypto.h>
+
 #include <set>
 
 #include "support/fake_clock.h"

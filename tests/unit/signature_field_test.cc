@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // WAKE signatures by known answers; signature_oracle_test.cc has OpenSSL make more.
+#include <libsec/crypto.h>
 #include <libsec/packet.h>
 
 #include "support/captured.h"
