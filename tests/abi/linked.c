@@ -8,6 +8,7 @@
 #include <libsec/num.h>
 #include <libsec/packet.h>
 #include <libsec/session.h>
+#include <libsec/timer.h>
 #include <libsec/zolt.h>
 #include <stdio.h>
 

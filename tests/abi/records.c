@@ -3,6 +3,7 @@
  * The records as a C99 compiler lays them out, against the table of offsets; and the globals as the
  * loader left them.
  */
+#include <libsec/crypto.h>
 #include <libsec/packet.h>
 #include <libsec/zolt.h>
 #include <stddef.h>
