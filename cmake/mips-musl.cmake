@@ -15,6 +15,7 @@ execute_process(COMMAND ${musl_gcc} -dumpversion OUTPUT_VARIABLE version OUTPUT_
 set(musl_cxx /usr/mips-linux-gnu/include/c++/${version} /usr/mips-linux-gnu/include/c++/${version}/mips-linux-gnu)
 include(${CMAKE_CURRENT_LIST_DIR}/musl.cmake)
 set(CMAKE_SYSTEM_PROCESSOR mips)
+set(CMAKE_STRIP mips-linux-gnu-strip)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-mips -L ${sysroot})
 set(CMAKE_FIND_ROOT_PATH ${sysroot})
 # See mips-glibc.cmake.
