@@ -45,6 +45,8 @@ run_program() {
 start_program() {
   local name=$1
   shift
+  # What an earlier program of the name has said must not be taken for this one's.
+  rm -f "$scratch/$name.out" "$scratch/$name.err"
   "$@" >"$scratch/$name.out" 2>"$scratch/$name.err" </dev/null &
   pid=$!
   started+=("$pid")
