@@ -137,12 +137,15 @@ LIBSEC_CHECKED LIBSEC_FUNCTION int32_t num_mul_int(num *X, const num *A, uint32_
 /* num_div_num divides: A = Q * B + R, the quotient truncated towards zero, R with A's sign
  * (+1 when zero after a division that had to be done). Q or R may be null to skip it; they
  * must not be the same record. Knuth, The Art of Computer Programming 2, 4.3.1, Algorithm D.
- * Result: 0, NUM_ERR_ALLOC_FAILED, or NUM_ERR_DIVISION_BY_ZERO with Q and R unchanged. */
+ * Result: 0, NUM_ERR_ALLOC_FAILED, or NUM_ERR_DIVISION_BY_ZERO with Q and R unchanged.
+ * Deliberate: when |A| >= |B| and Q or R itself cannot grow to its result, that is not reported and
+ * the record keeps its old limbs. Grow both first where it matters. */
 LIBSEC_CHECKED LIBSEC_FUNCTION int32_t num_div_num(num *Q, num *R, const num *A, const num *B);
 
 /* num_mod_num stores the residue of A modulo B in R, 0 <= R < B. B must be positive.
  * Result: 0, NUM_ERR_ALLOC_FAILED, NUM_ERR_DIVISION_BY_ZERO, or NUM_ERR_BAD_INPUT for a
- * negative B with which the residue could not be reached. */
+ * negative B with which the residue could not be reached. As by num_div_num(), a failure to grow
+ * R itself is not reported. */
 LIBSEC_CHECKED LIBSEC_FUNCTION int32_t num_mod_num(num *R, const num *A, const num *B);
 
 /* num_exp_mod stores A^E mod N in X, for an odd positive N and E not negative; A is reduced
@@ -154,7 +157,8 @@ LIBSEC_CHECKED LIBSEC_FUNCTION int32_t num_mod_num(num *R, const num *A, const n
  * holds limbs, they are used without a check. A cache therefore belongs to one modulus: the
  * value and its allocated limb count.
  *
- * X may be A, but none of E, N and RR. The sign of A is ignored when |A| < N.
+ * X may be A, but none of E, N and RR. A negative A that num_cmp_num() puts below N counts by its
+ * magnitude, every other A by its residue; E counts by its magnitude.
  * Result: 0, NUM_ERR_ALLOC_FAILED, or NUM_ERR_BAD_INPUT with X unchanged when N is negative,
  * even or without limbs. */
 LIBSEC_CHECKED LIBSEC_FUNCTION int32_t num_exp_mod(num *X, const num *A, const num *E, const num *N, num *RR);

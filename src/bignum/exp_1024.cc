@@ -138,6 +138,7 @@ int32_t load_base(digit_number *to, const num *A, const num *N) {
     return 0;
   }
   scoped_num reduced;
+  NUM_TRY(num_grow(&reduced, modulus_limbs));  // division does not report a result that cannot grow
   NUM_TRY(num_mod_num(&reduced, A, N));
   to_digits(to, &reduced);
   return 0;

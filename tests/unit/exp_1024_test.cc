@@ -111,6 +111,22 @@ TEST(Exp1024, GivesTheSameForEveryWindowWidth) {
   }
 }
 
+// Inside, a residue of zero can stand as the modulus itself.
+TEST(Exp1024, APowerThatIsAMultipleOfTheModulusIsZero) {
+  num_random random(34);
+  for (int set = 0; set < 20; ++set) {
+    limb_list half = random.limbs(16);
+    half[0] |= 1;
+    half.back() |= 0x80000000;
+    const number a(1, half), two(2);
+    number n, x;
+    ASSERT_EQ(num_mul_num(&n, &a, &a), 0);
+    ASSERT_EQ(n.limb_count, 32);
+    ASSERT_EQ(num_exp_mod(&x, &a, &two, &n, nullptr), 0);
+    ASSERT_EQ(num_cmp_int(&x, 0), 0);
+  }
+}
+
 TEST(Exp1024, ServesNothingThatBreaksItsBounds) {
   const number n(1, limb_list(32, 0xffffffff)), small(7), long_negative(-1, limb_list(33, 1)),
       long_positive(1, limb_list(33, 1));

@@ -160,6 +160,25 @@ TEST(NumMod, AllocationFailureInTheCorrectionIsReported) {
   EXPECT_EQ(num_mod_num(&r, &a, &b), NUM_ERR_ALLOC_FAILED);
 }
 
+TEST(LongDivision, TwoWordsAreDividedByTheReciprocalAsByTheMachine) {
+  test::num_random random(12);
+  for (int set = 0; set < test::operand_sets(20000); ++set) {
+    const uint32_t leading = random.limb() | 0x80000000;
+    // Anywhere, or at a multiple of the divisor and its neighbours.
+    uint32_t high = random.limb() % leading, low = random.limb();
+    if (random.below(2) == 0) {
+      const uint64_t near = uint64_t{random.limb()} * leading + static_cast<uint64_t>(random.below(3)) - 1;
+      high = static_cast<uint32_t>(near >> 32) % leading;
+      low = static_cast<uint32_t>(near);
+    }
+    const uint64_t two = uint64_t{high} << 32 | low;
+    uint32_t rest = 0;
+    const uint32_t digit = libsec::divide_two_words(high, low, leading, libsec::reciprocal_of(leading), rest);
+    ASSERT_EQ(digit, two / leading) << two << " / " << leading;
+    ASSERT_EQ(rest, two % leading) << two << " / " << leading;
+  }
+}
+
 #ifdef __SIZEOF_INT128__
 TEST(LongDivision, WordsOf32And64BitsGiveTheSameDigits) {
   test::num_random random(11);
