@@ -105,17 +105,17 @@ TEST_F(Gather, HalfAPacketIsDispatchedAfterFiveSecondsAndRefused) {
 
 TEST_F(Gather, WaitingForTheRestEndsAtFiveThousandMillisecondsAndNotBefore) {
   // The clock is read when the wait starts and once after every read.
-  for (const int64_t tick_ms : {2499, 2500}) {
+  for (const int64_t tick_us : {2'499'500, 2'500'000}) {
     context->tcp_session_active = 0;
     reads = 0;
     tcp_peer peer(context);
     peer.send(plain_packet(40));
-    clock.tick_us(tick_ms * 1000);
+    clock.tick_us(tick_us);
     read_at_most({20, 0, 20});  // whole at the third read
     const reception r = receive();
     clock.tick_us(0);
-    EXPECT_EQ(reads, tick_ms == 2499 ? 3 : 2);
-    EXPECT_EQ(r.length, tick_ms == 2499 ? 40 : 20);
+    EXPECT_EQ(reads, tick_us == 2'499'500 ? 3 : 2);
+    EXPECT_EQ(r.length, tick_us == 2'499'500 ? 40 : 20);
   }
 }
 

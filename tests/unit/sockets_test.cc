@@ -222,6 +222,28 @@ TEST_F(Sockets, ADestroyedConnectionsDescriptorIsNotClosedAgainByTheNextAccept) 
   context->tcp_client_socket = accepted;
   context->tcp_session_active = 0;
   accept_one(plain_packet(16));
+  EXPECT_NE(context->tcp_client_socket, accepted);
+  EXPECT_TRUE(is_open(accepted));
+  close(accepted);
+}
+
+TEST_F(Sockets, AConnectionThatAFailedAcceptClosedIsNotClosedAgainByTheNext) {
+  accept_one(plain_packet(16));
+  const int accepted = context->tcp_client_socket;
+  context->tcp_session_active = 0;
+  {
+    tcp_peer peer(context);
+    calls->accept = [](int descriptor, sockaddr *address, socklen_t *length) {
+      real_close(real_accept(descriptor, address, length));
+      return fail(EMFILE);
+    };
+    receive();
+    calls->accept = nullptr;
+  }
+  ASSERT_EQ(dup2(context->udp_socket, accepted), accepted);  // the host opens something there
+  context->tcp_client_socket = accepted;
+  accept_one(plain_packet(16));
+  EXPECT_NE(context->tcp_client_socket, accepted);
   EXPECT_TRUE(is_open(accepted));
   close(accepted);
 }
