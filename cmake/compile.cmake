@@ -5,6 +5,8 @@
 add_library(libsec_flags INTERFACE)
 target_compile_options(libsec_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow
                                               $<$<BOOL:${LIBSEC_WERROR}>:-Werror>)
+# No path of the machine that builds ends up in what is built.
+target_compile_options(libsec_flags INTERFACE -ffile-prefix-map=${CMAKE_SOURCE_DIR}=. -ffile-prefix-map=${CMAKE_BINARY_DIR}=build)
 target_include_directories(libsec_flags INTERFACE ${CMAKE_SOURCE_DIR}/include ${CMAKE_SOURCE_DIR}/src)
 if(LIBSEC_TRAP_UNDEFINED)
   # Without a run-time library, so for every target: what is undefined ends in a trap. Null pointers

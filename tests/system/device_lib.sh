@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 # Runs zolt-host with the real libsec.so, and sessions against it. The host may be a foreign binary
 # (BUILD, EMULATOR); the manager's tools are this machine's (NATIVE).
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2086 # the emulator may have arguments
 
 keys=$scratch/keys
 
@@ -14,7 +14,6 @@ make_keys() {
 # start_device ARGUMENT...: starts the host on port 161 of this namespace; its number is in $device.
 start_device() {
   [ -d "$keys" ] || make_keys "$keys"
-  # shellcheck disable=SC2086 # the emulator may have arguments
   start_program device $EMULATOR "$BUILD/zolt-host" --lib "$BUILD/libsec.so" --dir "$keys" "$@"
   device=$pid
   wait_for "serving port 161" device.err

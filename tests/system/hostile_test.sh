@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # Peers that misbehave: the host stays, and so does the number of its descriptors.
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2086 # the emulator may have arguments
 . "${BASH_SOURCE[0]%/*}/device_lib.sh"
 
 # raw MODE COUNT: so many rude connections, all of which have to be had.

@@ -1,6 +1,6 @@
 # SPDX-License-Identifier: MIT
 # Whole sessions: the manager's zolt, zolt-host and libsec.so, real bytes on port 161.
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2086 # the emulator may have arguments
 . "${BASH_SOURCE[0]%/*}/device_lib.sh"
 
 # listens_on PROTOCOL: port 161 (hexadecimal 00A1) of all addresses is bound in this namespace.
