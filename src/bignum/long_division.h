@@ -58,9 +58,10 @@ word estimate_digit(const word *rest_top, const word *divisor_top, bool has_seco
   return digit;
 }
 
-// rest[0..m] -= divisor[0..m-1] * digit, in one pass. Returns the borrow out of rest[m].
+// rest[0..m-1] -= divisor[0..m-1] * digit, in one pass. Returns whether rest[0..m] was less than the
+// product; rest[m] itself is not written, as nothing reads it again.
 template <typename word>
-word subtract_product(word *rest, const word *divisor, int32_t m, word digit) {
+bool subtract_product(word *rest, const word *divisor, int32_t m, word digit) {
   word carry = 0;
 #pragma GCC unroll 4
   for (int32_t i = 0; i < m; ++i) {
@@ -69,12 +70,10 @@ word subtract_product(word *rest, const word *divisor, int32_t m, word digit) {
     carry = static_cast<word>(product >> bits_of<word>) + (rest[i] < low ? 1 : 0);
     rest[i] -= low;
   }
-  const word borrow = rest[m] < carry ? 1 : 0;
-  rest[m] -= carry;
-  return borrow;
+  return rest[m] < carry;
 }
 
-// rest[0..m] += divisor[0..m-1], the carry out of rest[m] dropped: it meets the borrow.
+// rest[0..m-1] += divisor[0..m-1]; the carry out of it would meet the borrow.
 template <typename word>
 void add_back(word *rest, const word *divisor, int32_t m) {
   word carry = 0;
@@ -83,7 +82,6 @@ void add_back(word *rest, const word *divisor, int32_t m) {
     rest[i] = static_cast<word>(sum);
     carry = static_cast<word>(sum >> bits_of<word>);
   }
-  rest[m] += carry;
 }
 
 // Divides x[0..n-1] by y[0..m-1], n >= m >= 1. y's top bit is set; x has n + 1 words, the top one
@@ -93,7 +91,7 @@ void divide_words(word *q, word *x, int32_t n, const word *y, int32_t m) {
   const word reciprocal = reciprocal_of(y[m - 1]);
   for (int32_t j = n - m; j >= 0; --j) {
     word digit = estimate_digit(x + j + m, y + m - 1, m > 1, reciprocal);
-    if (subtract_product(x + j, y, m, digit) != 0) {
+    if (subtract_product(x + j, y, m, digit)) {
       add_back(x + j, y, m);
       --digit;
     }
