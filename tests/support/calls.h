@@ -36,7 +36,7 @@ struct call_hooks {
   std::function<int(int descriptor, int how)> shutdown;
   std::function<int(int descriptor)> close;
   std::function<void *(size_t length)> malloc;
-  std::function<void *(size_t count, size_t length)> calloc;  // what compilers make of malloc() and memset()
+  std::function<void *(size_t count, size_t length)> calloc;  // what compilers could make of malloc() and memset()
   std::function<void(void *memory)> free;
 };
 
