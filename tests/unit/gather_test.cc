@@ -198,6 +198,17 @@ TEST_F(Gather, FlagsThatCannotBeReadOrSetAreNoData) {
   }
 }
 
+// The peer's connection itself is sound, so it was accepted: the failure is the read's.
+TEST_F(Gather, WhenEveryFcntlFailsTheReadFailsAndNotTheAccept) {
+  tcp_peer peer(context);
+  peer.send(plain_packet(16));
+  calls->fcntl = [](int, int, long) { return fail(EBADF); };
+  expect_no_data(receive(),
+                 "TCP connection accepted\n"
+                 "Error fcntl(..., F_GETFL) (Bad file descriptor)\n"
+                 "received -1\nno data\n");
+}
+
 TEST_F(Gather, TheConnectionIsNonBlockingWhileItIsReadAndBlockingAfterwards) {
   tcp_peer peer(context);
   peer.send(plain_packet(30));
