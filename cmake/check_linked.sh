@@ -51,12 +51,12 @@ $(grep '^[<>]' "$work/difference")"
 fi
 
 # Every pointer that the loader fills in ends in memory that is read-only afterwards, tables of
-# handlers above all. Exempt is what a program needs to write: the MIPS global offset table, which that
-# linker keeps outside (.got, and the words of the loader's debugger interface), and __dso_handle, a
-# pointer of the compiler's start-up code that is read once.
+# handlers and the global offset table above all. Exempt is what nobody could lock: __dso_handle, a
+# pointer of the compiler's start-up code that is read once, the words of the loader's interface to
+# debuggers, and with WRITABLE_GOT=1 the offset table of a linker that keeps it outside.
 "$readelf" -SW "$file" | sed 's/^ *\[ *\([0-9]*\)\]/\1/' >"$work/sections"
 "$readelf" -rW "$file" | awk '$3 ~ /^R_/ && $3 !~ /_NONE$/ { print $1 }' | sort -u >"$work/relocated"
-awk -v file="$file" '
+awk -v writable_got="${WRITABLE_GOT:-0}" '
   function number(hex,   i, value) {
     sub(/^0x/, "", hex)
     for (i = 1; i <= length(hex); i++) value = value * 16 + index("0123456789abcdef", substr(hex, i, 1)) - 1
@@ -70,6 +70,8 @@ awk -v file="$file" '
     for (section in start) if (at >= start[section] && at < start[section] + size[section]) where[section] = where[section] " " $1
   }
   END {
+    if (".got" in start && !writable_got && (start[".got"] < relro || start[".got"] + size[".got"] > relro_end))
+      print ".got"
     for (section in where) {
       count = split(where[section], list, " ")
       if (section == ".got" || section == ".rld_map") continue

@@ -46,6 +46,10 @@ if(NOT LIBSEC_SANITIZE)
   endif()
 endif()
 
+if(CMAKE_SYSTEM_PROCESSOR STREQUAL mips)
+  include(${CMAKE_CURRENT_LIST_DIR}/mips-relro.cmake)
+endif()
+
 # libsec_check_linked(<target> <undefined list> [<list of exports>]) looks at the file after each link:
 # what it needs, leaves undefined and exports, and that its memory is locked down. A file that fails is
 # not left behind. Sanitizers need more than a device has, so their builds are exempt.
@@ -57,7 +61,7 @@ function(libsec_check_linked target undefined)
   add_custom_command(
     TARGET ${target}
     POST_BUILD
-    COMMAND sh ${CMAKE_SOURCE_DIR}/cmake/check_linked.sh ${CMAKE_READELF} $<TARGET_FILE:${target}>
+    COMMAND ${CMAKE_COMMAND} -E env WRITABLE_GOT=$<BOOL:${LIBSEC_WRITABLE_GOT}> sh ${CMAKE_SOURCE_DIR}/cmake/check_linked.sh ${CMAKE_READELF} $<TARGET_FILE:${target}>
             ${CMAKE_SOURCE_DIR}/abi/${undefined} ${ARGN}
     VERBATIM)
 endfunction()
