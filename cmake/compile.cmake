@@ -13,6 +13,7 @@ if(LIBSEC_TRAP_UNDEFINED)
   # trap by themselves; with their checks GCC no longer takes a function's address for a constant.
   target_compile_options(libsec_flags INTERFACE -fsanitize=undefined -fsanitize-undefined-trap-on-error
                                                 -fno-sanitize=null,nonnull-attribute,returns-nonnull-attribute)
+  target_compile_definitions(libsec_flags INTERFACE LIBSEC_TRAP_UNDEFINED)
 endif()
 if(LIBSEC_SANITIZE)
   add_compile_options(-fsanitize=${LIBSEC_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)

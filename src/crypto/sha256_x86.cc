@@ -6,8 +6,6 @@
 #include <cpuid.h>
 #include <immintrin.h>
 
-#include <atomic>
-
 #include "crypto/sha256_constants.h"
 
 namespace libsec {
@@ -25,12 +23,13 @@ bool ask_processor() {
 
 bool sha256_x86_works() {
   // Asking costs thousands of cycles in a virtual machine. Several threads may ask at once: they agree.
+  // (std::atomic needs more of the C++ library than its headers where the C library is musl.)
   enum { not_asked, no, yes };
-  static std::atomic<int> answer = not_asked;
-  int known = answer.load(std::memory_order_relaxed);
+  static int answer = not_asked;
+  int known = __atomic_load_n(&answer, __ATOMIC_RELAXED);
   if (known == not_asked) {
     known = ask_processor() ? yes : no;
-    answer.store(known, std::memory_order_relaxed);
+    __atomic_store_n(&answer, known, __ATOMIC_RELAXED);
   }
   return known == yes;
 }
