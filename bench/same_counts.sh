@@ -5,7 +5,7 @@ set -eu
 first=$("$@")
 second=$(IRRELEVANT="only here to move the stack of whoever looks at it" "$@")
 printf '%s\n' "$first"
-[ -n "$first" ] && [ "$first" = "$second" ] || {
+if [ -z "$first" ] || [ "$first" != "$second" ]; then
   printf 'DIFFERENT:\n%s\n' "$second"
   exit 1
-}
+fi
