@@ -16,6 +16,11 @@ packages_for() {
       asan) echo clang-14 libclang-rt-14-dev llvm-14 ;;          # sanitizers, with readable reports
       mips) echo g++-mips-linux-gnu qemu-user make ca-certificates ;; # big-endian MIPS builds, and their runs
       check) echo clang-14 clang-format-14 clang-tidy-14 shellcheck abigail-tools git python3 ;; # script/check
+      # what the library is measured beside
+      bench)
+        echo libgmp-dev libssl-dev libbotan-2-dev libtomcrypt-dev libtommath-dev libcrypto++-dev libwolfssl-dev
+        echo libboost-dev libsnmp-dev python3
+        ;;
       native-musl) echo musl-tools ;;
       aarch64) echo g++-aarch64-linux-gnu qemu-user ;;
       i386) echo g++-i686-linux-gnu qemu-user ;;

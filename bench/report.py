@@ -1,0 +1,167 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""report.py FOLDER CEILINGS: makes table.md and plot.svg in the folder from the measurements that lie there."""
+import datetime
+import os
+import platform
+import subprocess
+import sys
+from html import escape
+
+
+def lines(path):
+    with open(path) as file:
+        return [line.rstrip("\n") for line in file if line.strip() and not line.startswith("#")]
+
+
+def short(number):
+    if number >= 1e6:
+        return f"{number / 1e6:.2f} M"
+    return f"{number:,.0f}" if number >= 100 else f"{number:.3g}"
+
+
+def verdict(value, must, reach):
+    """How a value stands to what was asked for; 0 stands for nothing."""
+    if not must:
+        return ""
+    if value > must:
+        return "**missed**"
+    if reach and value > reach:
+        return "within must, **reach missed**"
+    return "reached" if reach else "within must"
+
+
+def instruction_rows(folder, ceilings):
+    """(name, count for each unit, must, reach, best peer, ceiling)"""
+    known = {}
+    for line in lines(ceilings):
+        ceiling, must, reach, peer, name = line.split(None, 4)
+        known[name] = [0 if field == "-" else float(field) for field in (must, reach, peer, ceiling)]
+    for line in lines(os.path.join(folder, "instructions.txt")):
+        count, units, name = line.split(" ", 2)
+        yield (name, int(count) / int(units), *known[name])
+
+
+def peer_rows(folder):
+    """(name, must, reach, [(contender, median ns, least ns)], [wrong contenders]), libsec first"""
+    rows = {}
+    for line in lines(os.path.join(folder, "peers.tsv")):
+        name, must, reach, who, median, least, right = line.split("\t")
+        row = rows.setdefault(name, (name, float(must), float(reach), [], []))
+        if right == "right":
+            row[3].append((who, float(median), float(least)))
+        else:
+            row[4].append(who)
+    return list(rows.values())
+
+
+def best_peer(contenders):
+    return min(contenders[1:], key=lambda contender: contender[1])
+
+
+def instruction_table(rows):
+    yield "| instructions on MIPS32r2 | libsec | best peer | must | reach | ceiling | |"
+    yield "|---|---:|---:|---:|---:|---:|---|"
+    for name, value, must, reach, peer, ceiling in rows:
+        cells = [short(number) if number else "" for number in (value, peer, must, reach, ceiling)]
+        yield f"| {name} | {' | '.join(cells)} | {verdict(value, must, reach)} |"
+
+
+def peer_table(rows):
+    yield "| time on this machine | libsec | best peer | ratio of medians | of minima | must | reach | |"
+    yield "|---|---:|---:|---:|---:|---:|---:|---|"
+    for name, must, reach, contenders, wrong in rows:
+        if len(contenders) < 2:
+            yield f"| {name} | | no peer | | | | | |"
+            continue
+        ours, peer = contenders[0], best_peer(contenders)
+        ratio, least = ours[1] / peer[1], ours[2] / min(contender[2] for contender in contenders[1:])
+        notes = verdict(ratio, must, reach) + "".join(f" **{who} came to another result**" for who in wrong)
+        yield (f"| {name} | {ours[1] / 1000:.3g} us | {peer[1] / 1000:.3g} us, {peer[0]} | {ratio:.2f} | {least:.2f} "
+               f"| {must or '':} | {reach or '':} | {notes} |")
+
+
+def peers_in_full(rows):
+    yield "| median, least (us) | contenders |"
+    yield "|---|---|"
+    for name, _, _, contenders, _ in rows:
+        times = "; ".join(f"{who} {median / 1000:.3g}, {least / 1000:.3g}" for who, median, least in contenders)
+        yield f"| {name} | {times} |"
+
+
+def session_table(folder):
+    yield ("| sessions over loopback | key exchange | login | round trip | a second | server's CPU: session | round trip "
+           "| failures |")
+    yield "|---|---:|---:|---:|---:|---:|---:|---:|"
+    for line in lines(os.path.join(folder, "sessions.tsv")):
+        name, exchange, login, trip, session, each, _, failures = line.split("\t")
+        login = f"{float(login):.0f} us" if float(login) else ""
+        yield (f"| {name} | {float(exchange):.0f} us | {login} | {float(trip):.1f} us | {1e6 / float(trip):,.0f} "
+               f"| {float(session):.0f} us | {float(each):.1f} us | {failures} |")
+
+
+def processor():
+    for line in lines("/proc/cpuinfo"):
+        if line.startswith("model name"):
+            return line.split(":", 1)[1].strip()
+    return platform.machine()
+
+
+def machine():
+    compiler = subprocess.run(["g++", "-dumpfullversion"], capture_output=True, text=True, check=False).stdout.strip()
+    load = os.getloadavg()[0]
+    yield f"Measured on {datetime.date.today().isoformat()} by `script/bench`: {processor()}, {os.cpu_count()} processors,"
+    yield f"Linux {platform.release()}, GCC {compiler}; load average {load:.1f} at the end."
+
+
+def bars(instructions, peers):
+    """(label, ratio to the best peer, must, reach), by panel"""
+    yield "MIPS32r2, instructions", [(name, value / peer, must / peer, reach / peer)
+                                     for name, value, must, reach, peer, _ in instructions if peer]
+    yield platform.machine() + ", time", [(name, ours[1] / best_peer([ours, *rest])[1], must, reach)
+                                          for name, must, reach, [ours, *rest], _ in peers if rest]
+
+
+def plot(panels):
+    """Horizontal bars on a logarithmic scale; 1 is the best peer."""
+    left, width, low, high, step = 330, 460, 0.03, 3.0, 22
+    import math
+    def at(ratio):
+        return left + width * math.log(min(max(ratio, low), high) / low) / math.log(high / low)
+    body, y = [], 58
+    text = lambda x, line, what, more="": body.append(f'<text x="{x:.0f}" y="{line}"{more}>{escape(what)}</text>')
+    tick = lambda x, line, colour: body.append(
+        f'<path d="M{x:.1f} {line - 9}v18" stroke="{colour}" stroke-width="2"/>')
+    for title, rows in panels:
+        text(12, y, title, ' font-weight="bold"')
+        y += step
+        for name, ratio, must, reach in rows:
+            text(12, y, name)
+            colour = "#b5432f" if must and ratio > must else "#3b6ea5"
+            body.append(f'<rect x="{left}" y="{y - 11}" width="{at(ratio) - left:.1f}" height="14" fill="{colour}"/>')
+            if must:
+                tick(at(must), y - 4, "#000")
+            if reach:
+                tick(at(reach), y - 4, "#4a9d5b")
+            text(left + width + 12, y, f"{ratio:.2f}")
+            y += step
+        y += 12
+    one = at(1)
+    body.append(f'<path d="M{one:.1f} 44V{y - 20}" stroke="#777" stroke-dasharray="4 3"/>')
+    text(one, 38, "best peer = 1", ' text-anchor="middle"')
+    text(12, 20, "libsec beside the best peer, lower is better; ticks: black must, green reach; logarithmic",
+         ' font-weight="bold"')
+    return (f'<svg xmlns="http://www.w3.org/2000/svg" width="860" height="{y}" font-family="sans-serif" font-size="12">\n'
+            f'<rect width="100%" height="100%" fill="#fff"/>\n' + "\n".join(body) + "\n</svg>\n")
+
+
+def main(folder, ceilings):
+    instructions, peers = list(instruction_rows(folder, ceilings)), peer_rows(folder)
+    parts = [machine(), instruction_table(instructions), peer_table(peers), session_table(folder), peers_in_full(peers)]
+    with open(os.path.join(folder, "table.md"), "w") as file:
+        file.write("\n\n".join("\n".join(part) for part in parts) + "\n")
+    with open(os.path.join(folder, "plot.svg"), "w") as file:
+        file.write(plot(bars(instructions, peers)))
+
+
+main(*sys.argv[1:])
