@@ -124,7 +124,7 @@ def bars(instructions, peers):
 
 def plot(panels):
     """Horizontal bars on a logarithmic scale; 1 is the best peer."""
-    left, width, low, high, step = 330, 460, 0.03, 3.0, 22
+    left, width, low, high, step = 370, 430, 0.03, 3.0, 22
     import math
     def at(ratio):
         return left + width * math.log(min(max(ratio, low), high) / low) / math.log(high / low)

@@ -51,7 +51,7 @@ void add_cryptopp(std::vector<row> &rows) {
     const auto add = [&](auto operation, auto result) { r.add("Crypto++", operation, result); };
     const auto x = [s] { return value(s->x); };
     if (r.kind == what::power) add([s] { s->power(s->e); }, x);
-    if (r.kind == what::public_power) add([s] { s->power(s->f4); }, x);
+    if (is_public_power(r.kind)) add([s] { s->power(s->f4); }, x);
     if (r.kind == what::product) add([s] { s->x = s->a * s->n; }, x);
     if (r.kind == what::quotient) {
       add([s] { Integer::Divide(s->y, s->x, s->w, s->n); }, [s] { return joined(value(s->x), value(s->y)); });

@@ -35,7 +35,7 @@ void add_gmp(std::vector<row> &rows) {
   for (row &r : rows) {
     const auto add = [&](auto operation) { r.add("GMP", operation, [s] { return state::value(s->x); }); };
     if (r.kind == what::power) add([s] { mpz_powm(s->x, s->a, s->e, s->n); });
-    if (r.kind == what::public_power) add([s] { mpz_powm(s->x, s->a, s->f4, s->n); });
+    if (is_public_power(r.kind)) add([s] { mpz_powm(s->x, s->a, s->f4, s->n); });
     if (r.kind == what::product) add([s] { mpz_mul(s->x, s->a, s->n); });
     if (r.kind == what::quotient) {
       r.add(

@@ -46,6 +46,9 @@ void add_libsec(std::vector<row> &rows, const char *path) {
         add([s] { (void)s->sec.num_exp_mod(&s->x, &s->a, &s->e, &s->n, &s->rr); }, [s] { return s->value(s->x); });
         break;
       case what::public_power:
+        add([s] { (void)s->sec.num_exp_mod(&s->x, &s->a, &s->f4, &s->n, &s->rr); }, [s] { return s->value(s->x); });
+        break;
+      case what::whole_public_power:
         add([s] { (void)s->sec.num_exp_mod(&s->x, &s->a, &s->f4, &s->n, nullptr); }, [s] { return s->value(s->x); });
         break;
       case what::product:

@@ -36,7 +36,7 @@ void add_openssl(std::vector<row> &rows) {
     const auto add = [&](auto operation) { r.add("OpenSSL", operation, [s] { return state::value(s->x); }); };
     // The faster form, whose time depends on the exponent.
     if (r.kind == what::power) add([s] { BN_mod_exp_mont(s->x, s->a, s->e, s->n, s->ctx, s->mont); });
-    if (r.kind == what::public_power) add([s] { BN_mod_exp_mont(s->x, s->a, s->f4, s->n, s->ctx, s->mont); });
+    if (is_public_power(r.kind)) add([s] { BN_mod_exp_mont(s->x, s->a, s->f4, s->n, s->ctx, s->mont); });
     if (r.kind == what::product) add([s] { BN_mul(s->x, s->a, s->n, s->ctx); });
     if (r.kind == what::quotient) {
       r.add(

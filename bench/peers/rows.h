@@ -14,14 +14,19 @@ namespace bench {
 using bytes = std::vector<uint8_t>;
 
 enum class what {
-  power,         // base ^ exponent mod modulus, what depends on the modulus alone at hand
-  public_power,  // base ^ 65537 mod modulus; the same for the peers, but libsec computes R^2
-  product,       // base * modulus
-  quotient,      // wide / modulus, and the remainder
-  digest,        // SHA-256 of `length` bytes
-  cipher,        // XTEA of `length` bytes; block k under words 4 * (k mod 8) and on of a 128-byte key
-  check          // CRC-16/XMODEM of `length` bytes
+  power,               // base ^ exponent mod modulus, what depends on the modulus alone at hand
+  public_power,        // base ^ 65537 mod modulus, likewise
+  whole_public_power,  // the same, but libsec computes R^2 each time
+  product,             // base * modulus
+  quotient,            // wide / modulus, and the remainder
+  digest,              // SHA-256 of `length` bytes
+  cipher,              // XTEA of `length` bytes; block k under words 4 * (k mod 8) and on of a 128-byte key
+  check                // CRC-16/XMODEM of `length` bytes
 };
+
+inline bool is_public_power(what kind) {
+  return kind == what::public_power || kind == what::whole_public_power;
+}
 
 struct contender {
   std::string name;

@@ -48,7 +48,7 @@ void add_tomcrypt(std::vector<row> &rows) {
     const size_t length = r.length;
     const auto add_number = [&](auto operation) { r.add("libtommath", operation, [s] { return state::value(s->x); }); };
     if (r.kind == what::power) add_number([s] { done(mp_exptmod(&s->a, &s->e, &s->n, &s->x)); });
-    if (r.kind == what::public_power) add_number([s] { done(mp_exptmod(&s->a, &s->f4, &s->n, &s->x)); });
+    if (is_public_power(r.kind)) add_number([s] { done(mp_exptmod(&s->a, &s->f4, &s->n, &s->x)); });
     if (r.kind == what::product) add_number([s] { done(mp_mul(&s->a, &s->n, &s->x)); });
     if (r.kind == what::quotient) {
       r.add(

@@ -41,7 +41,7 @@ void add_wolfssl(std::vector<row> &rows) {
     const auto add = [&](auto operation) { r.add("wolfSSL", operation, [s] { return state::value(s->x); }); };
     // The faster form, whose time depends on the exponent.
     if (r.kind == what::power) add([s] { (void)sp_exptmod_nct(&s->a, &s->e, &s->n, &s->x); });
-    if (r.kind == what::public_power) add([s] { (void)sp_exptmod_nct(&s->a, &s->f4, &s->n, &s->x); });
+    if (is_public_power(r.kind)) add([s] { (void)sp_exptmod_nct(&s->a, &s->f4, &s->n, &s->x); });
     if (r.kind == what::product) add([s] { (void)sp_mul(&s->a, &s->n, &s->x); });
     if (r.kind == what::quotient) {
       r.add(
