@@ -2,7 +2,8 @@
 # The management station's half of the protocol, against a fake device that shares no code with it.
 if(TARGET peer)
   libsec_unit_test(
-    peer peer_cipher_test.cc peer_keys_test.cc peer_misbehaviour_test.cc peer_session_test.cc peer_wire_test.cc
+    peer peer_cipher_test.cc peer_key_log_test.cc peer_keys_test.cc peer_misbehaviour_test.cc peer_session_test.cc
+    peer_snmp_test.cc peer_tunnelled_test.cc peer_wire_test.cc
     ${CMAKE_SOURCE_DIR}/tests/support/fake_cipher.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_device.cc
     ${CMAKE_SOURCE_DIR}/tests/support/fake_device_sockets.cc)
   target_link_libraries(peer_test PRIVATE peer)
@@ -13,7 +14,7 @@ if(TARGET zolt)
   libsec_unit_test(
     zolt zolt_test.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_cipher.cc
     ${CMAKE_SOURCE_DIR}/tests/support/fake_device.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_device_sockets.cc)
-  target_link_libraries(zolt_test PRIVATE peer)
+  target_link_libraries(zolt_test PRIVATE peer nlohmann_json::nlohmann_json)
   target_compile_definitions(zolt_test PRIVATE ZOLT_PROGRAM="$<TARGET_FILE:zolt>")
   add_dependencies(zolt_test zolt)
 else()

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 #include <openssl/rand.h>
+#include <poll.h>
 
 #include "peer/advice.h"
 #include "peer/payload.h"
@@ -31,6 +32,7 @@ session::~session() {
 }
 
 status session::open() {
+  closing_ = false;
   if (state_ != state::closed) return failure{exit_code::usage, "WAKE", "the session is open already", {}, {}, {}};
   status opened = open_once();
   if (opened || state_ == state::closed) return opened;
@@ -59,9 +61,18 @@ status session::open_once() {
 }
 
 status session::connect() {
+  if (options_.device.over == protocol::tcp) {
+    if (status paced = pace(); !paced) return paced;
+    last_sent_ = clock::now();
+  }
   auto started = clock::now();
-  result<std::unique_ptr<transport>> made = transport::connect(options_.device, started + options_.timeout);
-  if (!made) return explain_failure(made.error(), "connect", {}, options_.device, options_.timeout);
+  int stop = closing_ ? -1 : options_.stop;
+  result<std::unique_ptr<transport>> made = transport::connect(options_.device, started + options_.timeout, stop);
+  if (!made) {
+    failed_ = true;
+    if (stopped()) return interruption("connect");
+    return explain_failure(made.error(), "connect", {}, options_.device, options_.timeout);
+  }
   transport_ = std::move(*made);
   last_used_ = clock::now();
   if (options_.observer != nullptr) options_.observer->on_step({"connect", {}, 0, 0, 0, clock::now() - started});
@@ -85,6 +96,7 @@ status session::wake() {
     result<secret_bytes> agreed = secret->agree(*public_value);
     if (!agreed) return agreed.error();
     key_ = std::move(*agreed);
+    if (options_.key_log) options_.key_log(id_, key_);
     return bytes{};
   };
   if (result<bytes> answer = run(about("WAKE", "WRSP", std::move(*packet), agree)); !answer) return answer.error();
@@ -97,7 +109,7 @@ status session::login() {
   return done;
 }
 
-result<bytes> session::request(byte_view content) {
+result<bytes> session::request(byte_view content, const reply_check &answers) {
   if (state_ != state::logged_in)
     return failure{exit_code::other, "ENCR", "there is no open session to send the request in", {}, {}, "again"};
   if (content.size() > max_content_bytes)
@@ -116,7 +128,12 @@ result<bytes> session::request(byte_view content) {
                    {},
                    "again, with fewer requests at a time"};
   }
-  auto parse = [this](byte_view answer) { return parse_reply(answer, id_, key_); };
+  auto parse = [&](byte_view answer) -> result<bytes> {
+    result<bytes> reply = parse_reply(answer, id_, key_);
+    if (reply && answers && !answers(*reply))
+      return failure{exit_code::verification, {}, "the reply answers another request", {}, {}, {}};
+    return reply;
+  };
   exchange what = about("ENCR", "ENCR", build_request(id_, key_, content), parse);
   what.repeatable = false;
   result<bytes> reply = run(what);
@@ -126,12 +143,14 @@ result<bytes> session::request(byte_view content) {
 
 status session::close() {
   if (state_ == state::closed) return done;
+  closing_ = true;
   status ended = logout(options_.timeout);
   forget();
   return ended;
 }
 
 status session::logout(milliseconds timeout) {
+  if (transport_) transport_->ignore_stop();
   // After a failure a connection may be dead, or hold a late answer; the device takes the logout on any.
   if (state_ != state::logged_in && options_.device.over == protocol::tcp) {
     if (status connected = connect(); !connected) return connected;
@@ -146,8 +165,10 @@ status session::logout(milliseconds timeout) {
 // Ends what the device holds of a failed session, so that it need not wait for the time limit. True when
 // the device confirmed it.
 bool session::abandon() {
+  bool was_closing = std::exchange(closing_, true);
   status ended = logout(std::min(options_.timeout, farewell_time));
   forget();
+  closing_ = was_closing;
   return static_cast<bool>(ended);
 }
 
@@ -161,10 +182,34 @@ session::exchange session::about(std::string_view step, std::string_view answer,
   return {step, answer, std::move(packet), std::move(parse), true, options_.timeout};
 }
 
+// Holds the next packet back when the last one met with a failure.
+status session::pace() {
+  auto end = last_sent_ + options_.pause_after_failure;
+  if (failed_) wait_for(-1, 0, end, closing_ ? -1 : options_.stop);
+  if (stopped()) return interruption("connect");
+  return done;
+}
+
+bool session::stopped() const {
+  return !closing_ && options_.stop >= 0 && wait_for(options_.stop, POLLIN, {});
+}
+
+failure session::interruption(std::string_view step) const {
+  return {exit_code::interrupted, std::string(step), "interrupted", {}, {}, {}};
+}
+
 result<bytes> session::run(const exchange &what) {
+  result<bytes> answer = exchange_once(what);
+  failed_ = !answer;
+  if (!answer && stopped()) return interruption(what.step);
+  return answer;
+}
+
+result<bytes> session::exchange_once(const exchange &what) {
   if (transport_->is_stream() && clock::now() - last_used_ > options_.reconnect_after) {
     if (status connected = connect(); !connected) return connected.error();
   }
+  if (status paced = pace(); !paced) return paced.error();
   auto started = clock::now();
   size_t unasked = transport_->drop_unasked();
   if (unasked != 0) {
@@ -193,6 +238,7 @@ result<bytes> session::await(const exchange &what, clock::time_point started) {
   for (;;) {
     if (clock::now() >= next_sending) {
       if (status sent = transport_->send(what.packet, end); !sent) return explain(sent.error(), what);
+      last_sent_ = clock::now();
       if (options_.observer != nullptr) options_.observer->on_packet(true, what.packet);
       times_sent++;
       next_sending = repeat ? next_sending + options_.resend_after : clock::time_point::max();
@@ -213,6 +259,7 @@ result<bytes> session::await(const exchange &what, clock::time_point started) {
     } else if (packet.error().code != exit_code::no_answer) {
       return explain(packet.error(), what);
     }
+    if (stopped()) return interruption(what.step);
     // Here also after a wrong datagram: a flood of them must not hold this side for ever.
     if (clock::now() >= end) {
       return explain(refused ? *refused : packet.error(), what);

@@ -47,9 +47,19 @@ struct session_options {
   // Over TCP, a connection that was silent for this time is replaced before it is used again: the device
   // turns away from one after 5 s, without closing it.
   milliseconds reconnect_after{4000};
+  // After a failed exchange, until one succeeds again, packets are at least so far apart.
+  milliseconds pause_after_failure{0};
   dh_group group = dh_group::oakley2();
   session_observer *observer = nullptr;  // outlives the session
+  // When this descriptor is readable, opening and requesting end with the failure `interrupted`. Closing
+  // goes on: it is what an interrupted program has to do.
+  int stop = -1;
+  // Is handed the key of each key exchange, for deciphering captures: whoever reads it reads the session.
+  std::function<void(uint32_t session_id, byte_view key)> key_log;
 };
+
+// Whether a reply answers the request that waits for one.
+using reply_check = std::function<bool(byte_view reply)>;
 
 // Not for use by several threads at once. A device is used by one session at a time.
 class session {
@@ -68,8 +78,9 @@ class session {
   status open();
 
   // A request is never sent twice, because the device's agent may have carried it out. After a failure
-  // replies cannot be told apart any more, so that only close() is left.
-  result<bytes> request(byte_view content);
+  // replies cannot be told apart any more, so that only close() is left. A reply that `answers` says no
+  // to is not taken: over UDP the right one is waited for, over TCP it is a failure.
+  result<bytes> request(byte_view content, const reply_check &answers = {});
 
   // Closed afterwards, also after a failure.
   status close();
@@ -102,9 +113,13 @@ class session {
   status logout(milliseconds timeout);
   bool abandon();
   void forget();
+  status pace();
+  bool stopped() const;
+  failure interruption(std::string_view step) const;
   exchange about(std::string_view step, std::string_view answer, bytes packet, parser parse) const;
   result<bytes> run(const exchange &what);
   result<bytes> await(const exchange &what, clock::time_point started);
+  result<bytes> exchange_once(const exchange &what);
   failure explain(failure why, const exchange &what) const;
   void report(const exchange &what, size_t received_bytes, int times_sent, clock::time_point started) const;
   void note(const std::string &text) const;
@@ -114,6 +129,9 @@ class session {
   std::unique_ptr<transport> transport_;
   state state_ = state::closed;
   clock::time_point last_used_{};
+  clock::time_point last_sent_{};
+  bool failed_ = false;   // the last exchange
+  bool closing_ = false;  // stop does not count any more
   uint32_t id_ = 0;
   secret_bytes key_;
   clock::time_point keyed_at_{};

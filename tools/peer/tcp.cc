@@ -23,7 +23,7 @@ class tcp_transport final : public transport {
       if (sent >= 0) {
         packet = packet.subspan(static_cast<size_t>(sent));
       } else if (errno == EAGAIN) {
-        if (!wait_for(socket(), POLLOUT, deadline)) return socket_failure("sending", ETIMEDOUT);
+        if (!wait(POLLOUT, deadline)) return socket_failure("sending", ETIMEDOUT);
       } else if (errno != EINTR) {
         return socket_failure("sending", errno);
       }
@@ -45,7 +45,7 @@ class tcp_transport final : public transport {
                          {}};
         if (gathered_.size() >= length) return cut(length);
       }
-      if (!wait_for(socket(), POLLIN, deadline)) return silence();
+      if (!wait(POLLIN, deadline)) return silence();
       size_t had = gathered_.size();
       gathered_.resize(had + read_bytes);
       ssize_t got = ::recv(socket(), gathered_.data() + had, read_bytes, 0);
@@ -98,8 +98,8 @@ class tcp_transport final : public transport {
 
 }  // namespace
 
-std::unique_ptr<transport> make_tcp_transport(descriptor socket) {
-  return std::make_unique<tcp_transport>(std::move(socket));
+std::unique_ptr<transport> make_tcp_transport(descriptor socket, int stop) {
+  return std::make_unique<tcp_transport>(std::move(socket), stop);
 }
 
 }  // namespace peer

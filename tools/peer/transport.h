@@ -33,9 +33,10 @@ std::string describe(const endpoint &where);
 class transport {
  public:
   // Resolves the host and connects. Over UDP that sends nothing.
-  static result<std::unique_ptr<transport>> connect(const endpoint &where, clock::time_point deadline);
+  // Waiting, here and later, also ends when `stop` is readable; then it looks like a passed deadline.
+  static result<std::unique_ptr<transport>> connect(const endpoint &where, clock::time_point deadline, int stop = -1);
 
-  explicit transport(descriptor socket) : socket_(std::move(socket)) {}
+  transport(descriptor socket, int stop) : socket_(std::move(socket)), stop_(stop) {}
   virtual ~transport() = default;
   transport(const transport &) = delete;
   transport &operator=(const transport &) = delete;
@@ -61,18 +62,26 @@ class transport {
   // For poll().
   int socket() const { return socket_.get(); }
 
+  // From now on waiting ends at the deadline only.
+  void ignore_stop() { stop_ = -1; }
+
+ protected:
+  bool wait(short events, clock::time_point deadline) const;
+
  private:
   descriptor socket_;
+  int stop_;
 };
 
-// Waits until the socket is ready for `events` (poll's). False when the deadline passed.
-bool wait_for(int socket, short events, clock::time_point deadline);
+// Waits until the socket is ready for `events` (poll's). False when the deadline passed, or `stop` became
+// readable before the socket was ready.
+bool wait_for(int socket, short events, clock::time_point deadline, int stop = -1);
 
 // The failure that belongs to an errno value of a socket operation.
 failure socket_failure(std::string_view doing, int error);
 
 // A new, non-blocking socket's owner for each protocol.
-std::unique_ptr<transport> make_udp_transport(descriptor socket);
-std::unique_ptr<transport> make_tcp_transport(descriptor socket);
+std::unique_ptr<transport> make_udp_transport(descriptor socket, int stop);
+std::unique_ptr<transport> make_tcp_transport(descriptor socket, int stop);
 
 }  // namespace peer

@@ -20,13 +20,13 @@ class udp_transport final : public transport {
       if (::send(socket(), packet.data(), packet.size(), MSG_NOSIGNAL) >= 0) return done;
       if (errno == EINTR) continue;
       if (errno != EAGAIN) return socket_failure("sending", errno);
-      if (!wait_for(socket(), POLLOUT, deadline)) return socket_failure("sending", ETIMEDOUT);
+      if (!wait(POLLOUT, deadline)) return socket_failure("sending", ETIMEDOUT);
     }
   }
 
   result<bytes> receive(clock::time_point deadline) override {
     for (;;) {
-      if (!wait_for(socket(), POLLIN, deadline)) return failure{exit_code::no_answer, {}, {}, {}, {}, {}};
+      if (!wait(POLLIN, deadline)) return failure{exit_code::no_answer, {}, {}, {}, {}, {}};
       bytes packet(most_bytes);
       ssize_t got = ::recv(socket(), packet.data(), packet.size(), 0);
       if (got >= 0) {
@@ -59,8 +59,8 @@ class udp_transport final : public transport {
 
 }  // namespace
 
-std::unique_ptr<transport> make_udp_transport(descriptor socket) {
-  return std::make_unique<udp_transport>(std::move(socket));
+std::unique_ptr<transport> make_udp_transport(descriptor socket, int stop) {
+  return std::make_unique<udp_transport>(std::move(socket), stop);
 }
 
 }  // namespace peer
