@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
 #include "support/fake_device.h"
@@ -153,16 +154,21 @@ TEST_F(Zolt, UsageErrorsHaveTheirOwnStatus) {
   }
 }
 
-TEST_F(Zolt, HelpShowsExamplesAndExitStatuses) {
+TEST_F(Zolt, HelpShowsThreeExamplesOfEveryCommand) {
   outcome help = run({"--help"});
   EXPECT_EQ(help.exit, 0);
-  EXPECT_TRUE(has(help.out, "6 verification failed")) << help.out;
-  for (const auto &command : {std::vector<std::string>{"request"}, {"key", "generate"}}) {
+  for (const char *status :
+       {"0    ok", "1 ", "2 ", "3 ", "4    no answer", "5    busy or refused", "6 ", "7 ", "130  interrupted"})
+    EXPECT_TRUE(has(help.out, "\n  " + std::string(status))) << help.out;
+  for (const auto &command : {std::vector<std::string>{"request"}, {"ping"}, {"tunnel"}, {"key", "generate"}}) {
     std::vector<std::string> arguments = command;
     arguments.push_back("--help");
     help = run(arguments);
     EXPECT_EQ(help.exit, 0);
-    EXPECT_TRUE(has(help.out, "Examples:")) << help.out;
+    std::string examples = help.out.substr(std::min(help.out.find("Examples:"), help.out.size()));
+    size_t count = 0;
+    for (size_t at = 0; (at = examples.find("\n  zolt ", at)) != std::string::npos; at++) count++;
+    EXPECT_EQ(count, 3u) << help.out;
   }
 }
 
@@ -175,6 +181,60 @@ TEST_F(Zolt, ARequestPrintsItsReplyAndNothingElse) {
     EXPECT_EQ(made.err, "");
     EXPECT_TRUE(there->idle());
   }
+}
+
+TEST_F(Zolt, APingShowsEveryStepAndIsASessionWithoutARequest) {
+  auto there = device();
+  std::vector<std::string> arguments = request(*there, {});
+  arguments[0] = "ping";
+  outcome made = run(arguments);
+  EXPECT_EQ(made.exit, 0) << made.err;
+  for (const char *step : {"connect", "WAKE", "LGIN", "LOUT", "total"})
+    EXPECT_TRUE(has(made.out, std::string(step) + " ")) << made.out;
+  EXPECT_EQ(there->log(), "WAKE LGIN LOUT");
+  arguments.push_back("-q");
+  made = run(arguments);
+  EXPECT_EQ(made.exit, 0);
+  EXPECT_EQ(made.out + made.err, "");
+}
+
+TEST_F(Zolt, JsonHasTheRepliesAndTheSteps) {
+  auto there = device();
+  outcome made = run(request(*there, {"--json", "hello"}));
+  EXPECT_EQ(made.exit, 0) << made.err;
+  auto object = nlohmann::json::parse(made.out);
+  EXPECT_EQ(object["ok"], true);
+  EXPECT_EQ(object["exit"], 0);
+  EXPECT_EQ(object["replies"][0]["text"], "hello");
+  EXPECT_EQ(object["replies"][0]["hex"], "68656c6c6f");
+  EXPECT_EQ(object["steps"].size(), 5u);
+  EXPECT_EQ(object["steps"][1]["step"], "WAKE");
+  EXPECT_EQ(object["steps"][1]["answer"], "WRSP");
+  EXPECT_EQ(object["steps"][1]["sent"], 412);
+}
+
+TEST_F(Zolt, JsonTellsAFailureAsAnObject) {
+  outcome made = run({"ping", "127.0.0.1", "--key", "no/such/file", "--json"});
+  EXPECT_EQ(made.exit, 3);
+  auto object = nlohmann::json::parse(made.out);
+  EXPECT_EQ(object["ok"], false);
+  EXPECT_EQ(object["exit"], 3);
+  EXPECT_EQ(object["failure"]["step"], "key");
+  EXPECT_TRUE(has(object["failure"]["happened"], "no/such/file")) << made.out;
+}
+
+TEST_F(Zolt, TwiceVerboseShowsThePackets) {
+  auto there = device();
+  outcome made = run(request(*there, {"-vv", "hello"}));
+  EXPECT_EQ(made.exit, 0) << made.err;
+  EXPECT_TRUE(has(made.err, "sent     0000  57414b45019c0100")) << made.err;  // WAKE, 412 bytes, version 256
+  EXPECT_TRUE(has(made.err, "got      0000  5752535000900100")) << made.err;  // WRSP, 144 bytes
+}
+
+TEST_F(Zolt, ColoursAreForTerminalsOrOnRequest) {
+  EXPECT_FALSE(has(run({"ping", "127.0.0.1", "--key", "none"}).err, "\x1b["));
+  EXPECT_TRUE(has(run({"ping", "127.0.0.1", "--key", "none", "--color", "always"}).err, "\x1b["));
+  EXPECT_EQ(run({"ping", "127.0.0.1", "--key", "none", "--color", "pink"}).exit, 2);
 }
 
 TEST_F(Zolt, SeveralRequestsGoThroughOneSession) {

@@ -10,9 +10,8 @@
 namespace zolt {
 
 void add_key_command(CLI::App &app, peer::exit_code &exit);
+void add_ping_command(CLI::App &app, peer::exit_code &exit);
 void add_request_command(CLI::App &app, peer::exit_code &exit);
-
-// Tells a failure on standard error, and returns its code.
-peer::exit_code complain(const peer::failure &why);
+void add_tunnel_command(CLI::App &app, peer::exit_code &exit);
 
 }  // namespace zolt

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "zolt/connection.h"
 
+#include <cstdlib>
+
+#include "zolt/output.h"
+
 namespace zolt {
 
 void add_connection_options(CLI::App &command, connection_options &options) {
@@ -18,14 +22,35 @@ void add_connection_options(CLI::App &command, connection_options &options) {
       ->capture_default_str()
       ->check(CLI::Range(0.01, 3600.0))
       ->type_name("S");
-  command.add_flag("-v,--verbose", options.verbose, "Narrate: one line for each step, on standard error");
+  command.add_flag("-v,--verbose", output().verbosity,
+                   "Narrate: one line for each step, on standard error; twice: the packets, too");
 }
 
-peer::session_options connection_options::session() const {
-  peer::session_options made;
-  made.device = {host, port, tcp ? peer::protocol::tcp : peer::protocol::udp};
-  made.timeout = std::chrono::duration_cast<peer::milliseconds>(std::chrono::duration<double>(timeout));
-  return made;
+std::string &key_log_name() {
+  static std::string name;
+  return name;
+}
+
+session_setup::session_setup(const connection_options &chosen, int stop) : voice(chosen.device()) {
+  options.device = chosen.device();
+  options.timeout = std::chrono::duration_cast<peer::milliseconds>(std::chrono::duration<double>(chosen.timeout));
+  options.observer = &voice;
+  options.stop = stop;
+}
+
+peer::status session_setup::prepare() {
+  const char *from_environment = std::getenv("ZOLT_KEYLOG");
+  std::string name = !key_log_name().empty() ? key_log_name() : from_environment != nullptr ? from_environment : "";
+  if (name.empty()) return peer::done;
+  peer::result<peer::key_log> opened = peer::key_log::open(name);
+  if (!opened) return opened.error();
+  key_log_ = std::move(*opened);
+  // Also when told to be quiet: the sessions are open to whoever reads the file.
+  warn("the keys of all sessions are written to " + name + ": who reads it can read them");
+  options.key_log = [this](uint32_t session_id, peer::byte_view key) {
+    if (peer::status written = key_log_->append(session_id, key); !written) warn(written.error().happened);
+  };
+  return peer::done;
 }
 
 }  // namespace zolt

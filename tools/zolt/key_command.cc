@@ -5,6 +5,7 @@
 
 #include "peer/keys.h"
 #include "zolt/commands.h"
+#include "zolt/output.h"
 
 namespace zolt {
 namespace {

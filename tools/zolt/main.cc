@@ -5,29 +5,39 @@
 #include <cstdio>
 
 #include "zolt/commands.h"
-
-namespace zolt {
-
-peer::exit_code complain(const peer::failure &why) {
-  fmt::print(stderr, "zolt: {}\n", peer::describe(why));
-  return why.code;
-}
-
-}  // namespace zolt
+#include "zolt/connection.h"
 
 namespace {
 
 constexpr const char *footer =
-    "Exit status: 0 ok, 1 other failure, 2 usage, 3 key, 4 no answer, 5 busy or refused, 6 verification failed.";
+    "Exit status:\n"
+    "  0    ok\n"
+    "  1    another failure, of this machine\n"
+    "  2    wrong command line\n"
+    "  3    the key file, or the key in it\n"
+    "  4    no answer, or one that stopped half-way\n"
+    "  5    busy or refused\n"
+    "  6    an answer that does not hold what it must\n"
+    "  7    the device's agent failed\n"
+    "  130  interrupted\n"
+    "Examples:\n"
+    "  zolt key generate keys\n"
+    "  zolt ping 192.0.2.7 --key keys/private.pem\n"
+    "  zolt tunnel 192.0.2.7 --key keys/private.pem --exec 'snmpwalk -v2c -c public $ZOLT_TUNNEL'";
 
 int run(int argc, char **argv) {
   CLI::App app("Talks to devices whose management agent is secured with the zolt protocol.", "zolt");
   app.set_version_flag("--version", "zolt " ZOLT_VERSION);
   app.require_subcommand(1);
+  app.add_option("--keylog", zolt::key_log_name(),
+                 "Append every session's key to a file, for deciphering captures (also: ZOLT_KEYLOG)")
+      ->type_name("FILE");
   app.footer(footer);
   peer::exit_code exit = peer::exit_code::ok;
   zolt::add_key_command(app, exit);
+  zolt::add_ping_command(app, exit);
   zolt::add_request_command(app, exit);
+  zolt::add_tunnel_command(app, exit);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {

@@ -5,8 +5,10 @@
 #include "peer/session.h"
 #include "zolt/commands.h"
 #include "zolt/connection.h"
-#include "zolt/narration.h"
+#include "zolt/json_replies.h"
+#include "zolt/output.h"
 #include "zolt/payloads.h"
+#include "zolt/stop.h"
 
 namespace zolt {
 namespace {
@@ -17,14 +19,26 @@ struct request_options {
   std::vector<std::string> hex;
 };
 
-// Sends the requests one after the other and writes each reply as it comes.
-peer::status converse(peer::session &session, const std::vector<payload> &payloads) {
+// Sends the requests one after the other, and hands on each reply as it comes.
+peer::status converse(peer::session &session, const std::vector<payload> &payloads, json_replies &replies) {
   for (const payload &each : payloads) {
     peer::result<peer::bytes> reply = session.request(each.content);
     if (!reply) return reply.error();
-    if (peer::status written = write_reply(each, *reply); !written) return written;
+    if (output().json) {
+      replies.add(*reply);
+    } else if (peer::status written = write_reply(each, *reply); !written) {
+      return written;
+    }
   }
   return peer::done;
+}
+
+// The device serves nobody else until it is told that this is over, so that is done first and told last.
+peer::status run_session(peer::session &session, const std::vector<payload> &payloads, json_replies &replies) {
+  if (peer::status opened = session.open(); !opened) return opened;
+  peer::status conversed = converse(session, payloads, replies);
+  peer::status closed = session.close();
+  return conversed ? closed : conversed;
 }
 
 peer::exit_code request(const request_options &options) {
@@ -32,17 +46,18 @@ peer::exit_code request(const request_options &options) {
   if (!payloads) return complain(payloads.error());
   peer::result<peer::private_key> key = peer::private_key::load(options.connection.key_file);
   if (!key) return complain(key.error());
-  peer::session_options with = options.connection.session();
-  narrator voice(with.device);
-  if (options.connection.verbose) with.observer = &voice;
-  peer::session session(*key, with);
-  if (peer::status opened = session.open(); !opened) return complain(opened.error());
-  // The device serves nobody else until it is told that this is over, so that is done first and told last.
-  peer::status conversed = converse(session, *payloads);
-  peer::status closed = session.close();
-  if (!conversed) return complain(conversed.error());
-  if (!closed) return complain(closed.error());
-  return peer::exit_code::ok;
+  session_setup with(options.connection, catch_signals());
+  if (peer::status ready = with.prepare(); !ready) return complain(ready.error());
+  if (output().json) with.voice.keep_steps();
+  peer::session session(*key, with.options);
+  json_replies replies;
+  peer::status ran = run_session(session, *payloads, replies);
+  if (output().json) {
+    replies.show(ran, with.voice);
+  } else if (!ran) {
+    complain(ran.error());
+  }
+  return ran ? peer::exit_code::ok : ran.error().code;
 }
 
 }  // namespace
@@ -51,6 +66,7 @@ void add_request_command(CLI::App &app, peer::exit_code &exit) {
   CLI::App *command = app.add_subcommand("request", "Send requests in one session, and write the replies");
   auto options = std::make_shared<request_options>();
   add_connection_options(*command, options->connection);
+  add_output_options(*command, true);
   auto *texts =
       command->add_option("PAYLOAD", options->texts, "Requests, as they are; - reads one from standard input");
   command->add_option("--hex", options->hex, "Requests in hexadecimal digits, instead of PAYLOAD; so are the replies")
