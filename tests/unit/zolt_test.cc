@@ -105,6 +105,50 @@ TEST_F(Zolt, KeyGenerateMakesBothFiles) {
   EXPECT_FALSE(has(made.out + made.err, "BEGIN"));
 }
 
+TEST_F(Zolt, KeyShowWritesTheDevicesFileFromEitherHalf) {
+  ASSERT_EQ(run({"key", "generate", "keys", "-q"}).exit, 0);
+  std::string text = read(folder_ + "/keys/publickeys.dat");
+  outcome shown = run({"key", "show", "keys/private.pem"});
+  EXPECT_EQ(shown.exit, 0);
+  EXPECT_EQ(shown.out, text);
+  EXPECT_TRUE(has(shown.err, "fingerprint ")) << shown.err;
+  ASSERT_EQ(std::system(
+                ("openssl pkey -in " + folder_ + "/keys/private.pem -pubout -out " + folder_ + "/public.pem").c_str()),
+            0);
+  outcome public_half = run({"key", "show", "public.pem"});
+  EXPECT_EQ(public_half.out, text);
+  EXPECT_EQ(public_half.err, shown.err);
+  outcome object = run({"key", "show", "public.pem", "--json"});
+  EXPECT_EQ("fingerprint " + nlohmann::json::parse(object.out)["fingerprint"].get<std::string>() + "\n", shown.err);
+  EXPECT_EQ(run({"key", "show", "keys/publickeys.dat"}).exit, 3);
+}
+
+TEST_F(Zolt, KeyCheckAcceptsWhatGenerateMakes) {
+  ASSERT_EQ(run({"key", "generate", "keys", "-q"}).exit, 0);
+  outcome checked = run({"key", "check", "keys/publickeys.dat"});
+  EXPECT_EQ(checked.exit, 0);
+  EXPECT_TRUE(has(checked.out, "\ngood: ")) << checked.out;
+  EXPECT_TRUE(has(checked.out, run({"key", "show", "keys/private.pem"}).err)) << checked.out;
+}
+
+TEST_F(Zolt, KeyCheckTellsWhatFollows) {
+  std::string modulus = "PublicKeyN=" + std::string(256, 'd');
+  write("crlf", modulus + "\r\nPublicKeyE=010001\r\n");
+  outcome checked = run({"key", "check", "crlf"});
+  EXPECT_EQ(checked.exit, 3);
+  EXPECT_TRUE(has(checked.out, "WITHOUT PROTECTION")) << checked.out;
+  EXPECT_TRUE(has(checked.out, "carriage return")) << checked.out;
+  write("small", modulus + "\nPublicKeyE=000003\n");
+  checked = run({"key", "check", "small"});
+  EXPECT_TRUE(has(checked.out, "  proof    a signature")) << checked.out;
+  checked = run({"key", "check", "small", "--json"});
+  EXPECT_EQ(checked.exit, 3);
+  EXPECT_EQ(nlohmann::json::parse(checked.out)["verdict"], "forgeable");
+  checked = run({"key", "check", "not-there"});
+  EXPECT_EQ(checked.exit, 3);
+  EXPECT_TRUE(has(checked.err, "WITHOUT PROTECTION")) << checked.err;
+}
+
 TEST_F(Zolt, KeyGenerateOverwritesWithForceOnly) {
   ASSERT_EQ(run({"key", "generate", "keys"}).exit, 0);
   std::string first = read(folder_ + "/keys/private.pem");
@@ -160,7 +204,12 @@ TEST_F(Zolt, HelpShowsThreeExamplesOfEveryCommand) {
   for (const char *status :
        {"0    ok", "1 ", "2 ", "3 ", "4    no answer", "5    busy or refused", "6 ", "7 ", "130  interrupted"})
     EXPECT_TRUE(has(help.out, "\n  " + std::string(status))) << help.out;
-  for (const auto &command : {std::vector<std::string>{"request"}, {"ping"}, {"tunnel"}, {"key", "generate"}}) {
+  for (const auto &command : {std::vector<std::string>{"request"},
+                              {"ping"},
+                              {"tunnel"},
+                              {"key", "generate"},
+                              {"key", "show"},
+                              {"key", "check"}}) {
     std::vector<std::string> arguments = command;
     arguments.push_back("--help");
     help = run(arguments);

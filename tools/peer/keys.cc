@@ -32,6 +32,38 @@ int no_passphrase(char *, int, int, void *asked) {
   return -1;
 }
 
+// Whether the device can verify with it, and nobody else can sign for it.
+status check_rsa(const pkey &key, const std::string &path) {
+  auto refuse = [&](std::string happened, std::string expected, std::string causes) {
+    return failure{exit_code::key,    "key",  fmt::format("{} {}", path, happened), std::move(expected),
+                   std::move(causes), new_key};
+  };
+  if (EVP_PKEY_is_a(key.get(), "RSA") == 0) return refuse("is not an RSA key", "an RSA key of 1024 bits", {});
+  if (EVP_PKEY_get_bits(key.get()) != rsa_bits)
+    return refuse(fmt::format("is an RSA key of {} bits", EVP_PKEY_get_bits(key.get())), "1024 bits",
+                  "the device reads signatures of 128 bytes only");
+  bignum exponent = parameter(key, OSSL_PKEY_PARAM_RSA_E);
+  if (!exponent) return trouble("reading the public exponent");
+  BN_ULONG value = BN_get_word(exponent.get());  // all ones when it is too long
+  if (value < least_exponent)
+    return refuse(fmt::format("has the public exponent {}", value), "65537 or more",
+                  "signatures under a small exponent can be forged, because the device looks at their end only");
+  if (value > greatest_exponent || value % 2 == 0)
+    return refuse("has a public exponent that the device's key file cannot hold", "an odd one of at most three bytes",
+                  {});
+  return done;
+}
+
+result<public_key> halve(const pkey &key) {
+  bignum modulus = parameter(key, OSSL_PKEY_PARAM_RSA_N);
+  bignum exponent = parameter(key, OSSL_PKEY_PARAM_RSA_E);
+  public_key half{bytes(key_field_bytes), bytes(3)};
+  if (!modulus || !exponent || BN_bn2binpad(modulus.get(), half.modulus.data(), key_field_bytes) < 0 ||
+      BN_bn2binpad(exponent.get(), half.exponent.data(), 3) < 0)
+    return trouble("reading the public key");
+  return half;
+}
+
 }  // namespace
 
 result<private_key> private_key::generate() {
@@ -75,23 +107,7 @@ result<private_key> private_key::load(const std::string &path) {
 }
 
 result<private_key> private_key::checked(pkey key, const std::string &path) {
-  auto refuse = [&](std::string happened, std::string expected, std::string causes) {
-    return failure{exit_code::key,    "key",  fmt::format("{} {}", path, happened), std::move(expected),
-                   std::move(causes), new_key};
-  };
-  if (EVP_PKEY_is_a(key.get(), "RSA") == 0) return refuse("is not an RSA key", "an RSA key of 1024 bits", {});
-  if (EVP_PKEY_get_bits(key.get()) != rsa_bits)
-    return refuse(fmt::format("is an RSA key of {} bits", EVP_PKEY_get_bits(key.get())), "1024 bits",
-                  "the device reads signatures of 128 bytes only");
-  bignum exponent = parameter(key, OSSL_PKEY_PARAM_RSA_E);
-  if (!exponent) return trouble("reading the public exponent");
-  BN_ULONG value = BN_get_word(exponent.get());  // all ones when it is too long
-  if (value < least_exponent)
-    return refuse(fmt::format("has the public exponent {}", value), "65537 or more",
-                  "signatures under a small exponent can be forged, because the device looks at their end only");
-  if (value > greatest_exponent || value % 2 == 0)
-    return refuse("has a public exponent that the device's key file cannot hold", "an odd one of at most three bytes",
-                  {});
+  if (status good = check_rsa(key, path); !good) return good.error();
   return private_key(std::move(key));
 }
 
@@ -128,14 +144,40 @@ result<secret_bytes> private_key::pem() const {
 }
 
 result<std::string> private_key::publickeys() const {
-  bignum modulus = parameter(key_, OSSL_PKEY_PARAM_RSA_N);
-  bignum exponent = parameter(key_, OSSL_PKEY_PARAM_RSA_E);
-  bytes modulus_bytes(key_field_bytes);
-  bytes exponent_bytes(3);
-  if (!modulus || !exponent || BN_bn2binpad(modulus.get(), modulus_bytes.data(), key_field_bytes) < 0 ||
-      BN_bn2binpad(exponent.get(), exponent_bytes.data(), 3) < 0)
-    return trouble("writing the public key");
-  return fmt::format("PublicKeyN={}\nPublicKeyE={}\n", to_hex(modulus_bytes), to_hex(exponent_bytes));
+  result<public_key> half = public_half();
+  if (!half) return half.error();
+  return half->publickeys();
+}
+
+result<public_key> private_key::public_half() const {
+  return halve(key_);
+}
+
+std::string public_key::publickeys() const {
+  return fmt::format("PublicKeyN={}\nPublicKeyE={}\n", to_hex(modulus), to_hex(exponent));
+}
+
+std::string public_key::fingerprint() const {
+  bytes whole = modulus;
+  append(whole, exponent);
+  bytes digest(32);
+  EVP_Digest(whole.data(), whole.size(), digest.data(), nullptr, EVP_sha256(), nullptr);
+  std::string text;
+  for (uint8_t byte : digest) text += fmt::format("{}{:02x}", text.empty() ? "" : ":", byte);
+  return text;
+}
+
+result<public_key> read_public_key(const std::string &path) {
+  bio source(BIO_new_file(path.c_str(), "r"));
+  pkey key(source ? PEM_read_bio_PUBKEY(source.get(), nullptr, nullptr, nullptr) : nullptr);
+  ERR_clear_error();
+  if (key) {
+    if (status good = check_rsa(key, path); !good) return good.error();
+    return halve(key);
+  }
+  result<private_key> whole = private_key::load(path);
+  if (!whole) return whole.error();
+  return whole->public_half();
 }
 
 }  // namespace peer

@@ -11,6 +11,21 @@ namespace peer {
 
 inline constexpr int rsa_bits = 1024;
 
+// What the device verifies with.
+struct public_key {
+  bytes modulus;   // 128 bytes
+  bytes exponent;  // 3 bytes
+
+  // The text of the device's key file: two lines, each ended.
+  std::string publickeys() const;
+
+  // SHA-256 of the modulus and the exponent, in pairs of hex digits with colons between them.
+  std::string fingerprint() const;
+};
+
+// The public half of a private or public PEM file. A private one must be readable by its owner only.
+result<public_key> read_public_key(const std::string &path);
+
 // An RSA key that the device can verify: 1024 bits, a public exponent of 65537 to ffffff (hex).
 // Smaller exponents are refused: the device compares the decoded signature's last 32 bytes only, and
 // under a small exponent anybody can make a number whose power ends in a given digest.
@@ -31,6 +46,8 @@ class private_key {
 
   // The device's key file: two lines, each ended.
   result<std::string> publickeys() const;
+
+  result<public_key> public_half() const;
 
  private:
   explicit private_key(pkey key) : key_(std::move(key)) {}
