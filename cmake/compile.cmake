@@ -24,6 +24,11 @@ if(LIBSEC_SANITIZE)
   endif()
 endif()
 
+if(LIBSEC_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+  add_link_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # What runs on the device: C++ without its run-time library, linked with the C library alone.
 # Exported names are chosen in the headers; everything else is hidden.
 add_library(libsec_device INTERFACE)
