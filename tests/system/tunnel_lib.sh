@@ -18,6 +18,7 @@ stop_tunnel() {
 }
 
 # exchange TEXT: one datagram through the tunnel and its reply, in $reply.
+# shellcheck disable=SC2034 # read by the tests
 exchange() {
   exec 3<>/dev/udp/127.0.0.1/10161
   printf '%s' "$1" >&3
@@ -44,6 +45,7 @@ CONF
   wait_for "NET-SNMP version" snmpd.out
 }
 
+# shellcheck disable=SC2034 # read by the tests
 table=.1.3.6.1.4.1.8072.9999.1
 
 # snmp NAME TOOL ADDRESS ARGUMENT...: an SNMP tool with the usual options; the output goes to NAME.out.

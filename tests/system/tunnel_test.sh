@@ -119,6 +119,7 @@ test_a_device_that_starts_again_is_found_again() {
   start_tunnel --timeout 1
   exchange "one"
   expect_equal "$reply" "one" reply
+  # shellcheck disable=SC2119 # the default is meant
   expect_clean_end
   start_device --echo
   exchange "lost, because the new device does not know the session"

@@ -12,7 +12,7 @@ else()
 endif()
 if(TARGET zolt)
   libsec_unit_test(
-    zolt zolt_test.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_cipher.cc
+    zolt zolt_key_test.cc zolt_test.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_cipher.cc
     ${CMAKE_SOURCE_DIR}/tests/support/fake_device.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_device_sockets.cc)
   target_link_libraries(zolt_test PRIVATE peer nlohmann_json::nlohmann_json)
   target_compile_definitions(zolt_test PRIVATE ZOLT_PROGRAM="$<TARGET_FILE:zolt>")
