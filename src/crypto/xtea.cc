@@ -5,9 +5,8 @@
 
 #include <libsec/crypto.h>
 
-#include <utility>
-
 #include "base/bytes.h"
+#include "crypto/xtea_cycles.h"
 
 uint32_t key_encode_phase1[XTEA_MAX_ROUNDS];
 uint32_t key_encode_phase2[XTEA_MAX_ROUNDS];
@@ -61,27 +60,15 @@ void decipher(uint32_t rounds, uint32_t *block) {
   block[1] = right;
 }
 
-namespace {
-
 // As init_encode_decode() for 32 cycles, with the choice of key words known when this is compiled.
-template <uint32_t... i>
-[[gnu::always_inline]] inline void fill_full_tables(const libsec::slice &key, std::integer_sequence<uint32_t, i...>) {
-  uint32_t sum = 0, delta = xtea_delta;
-  libsec::keep_in_register(delta);
-  const auto cycle = [&](uint32_t n) __attribute__((always_inline)) {
-    key_encode_phase1[n] = key_decode_phase2[31 - n] = sum + key[libsec::xtea_first_index(n)];
-    sum += delta;
-    libsec::keep_in_register(sum);
-    key_encode_phase2[n] = key_decode_phase1[31 - n] = sum + key[libsec::xtea_second_index(n)];
-  };
-  (cycle(i), ...);
-}
-
-}  // namespace
-
 __attribute__((no_stack_protector)) void libsec::leave_full_tables(uint32_t key_0, uint32_t key_1, uint32_t key_2,
                                                                    uint32_t key_3) {
-  const slice key = {key_0, key_1, key_2, key_3};
+  xtea_schedule<true, uint32_t> schedule({key_0, key_1, key_2, key_3});
   full_tables = true;
-  fill_full_tables(key, std::make_integer_sequence<uint32_t, XTEA_MAX_ROUNDS>{});
+  for_each_half<true>([&](auto half) __attribute__((always_inline)) {
+    constexpr bool first = half % 2 == 0;
+    const uint32_t cycle = half / 2, word = schedule.template word<half>();
+    (first ? key_encode_phase1 : key_encode_phase2)[cycle] = word;
+    (first ? key_decode_phase2 : key_decode_phase1)[xtea_full_cycles - 1 - cycle] = word;
+  });
 }

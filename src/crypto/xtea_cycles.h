@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
-// All 32 cycles of XTEA in a row, with the key schedule made on the way: which word of the key a half
-// of a cycle adds is known when this is compiled, so the schedule costs an addition, and no table.
+// All 32 cycles of XTEA in a row, 64 halves, with the key schedule made on the way and no table.
 //
-// The words may be single ones, or several that go through the same steps side by side (xtea_lanes.h).
+// Half h adds a word of the key and a multiple of delta to one side. Which word, and which multiple, is known
+// when this is compiled, so single words take turns in place: each of the four key words is moved on from the
+// multiple at which it was added last to the one at which it is added next. That is one addition a half, none
+// for the nine halves that want it where it is; the sum itself is never made.
+//
+// What goes through may be single words, or several side by side (xtea_lanes.h).
 #pragma once
 
 #include <cstdint>
@@ -13,47 +17,106 @@
 
 namespace libsec {
 
-inline constexpr uint32_t xtea_full_cycles = 32;
+inline constexpr uint32_t xtea_full_cycles = 32, xtea_halves = 2 * xtea_full_cycles;
 
-template <typename word, typename key_word, uint32_t... i>
-[[gnu::always_inline]] inline void xtea_encipher(word &left, word &right, const key_word (&key)[4],
-                                                 std::integer_sequence<uint32_t, i...>) {
-  constexpr bool scalar = std::is_same_v<key_word, uint32_t>;  // vectors take the sums as constants
-  uint32_t sum = 0, delta = xtea_delta;
-  if constexpr (scalar) keep_in_register(delta);
-  const auto cycle = [&](size_t first, size_t second) __attribute__((always_inline)) {
-    left += xtea_mix(right) ^ (key[first] + sum);
-    sum += delta;
-    if constexpr (scalar) keep_in_register(sum);
-    right += xtea_mix(left) ^ (key[second] + sum);
-  };
-  (cycle(xtea_first_index(i), xtea_second_index(i)), ...);
+constexpr size_t xtea_key_index(uint32_t half) {
+  return half % 2 == 0 ? xtea_first_index(half / 2) : xtea_second_index(half / 2);
 }
 
-template <typename word, typename key_word, uint32_t... i>
-[[gnu::always_inline]] inline void xtea_decipher(word &left, word &right, const key_word (&key)[4],
-                                                 std::integer_sequence<uint32_t, i...>) {
-  constexpr bool scalar = std::is_same_v<key_word, uint32_t>;
-  uint32_t sum = xtea_delta * xtea_full_cycles, delta = xtea_delta;
-  if constexpr (scalar) keep_in_register(delta);
-  const auto cycle = [&](size_t first, size_t second) __attribute__((always_inline)) {
-    right -= xtea_mix(left) ^ (key[second] + sum);
-    sum -= delta;
-    if constexpr (scalar) keep_in_register(sum);
-    left -= xtea_mix(right) ^ (key[first] + sum);
+constexpr uint32_t xtea_multiple(uint32_t half) {
+  return (half + 1) / 2;
+}
+
+// By how many deltas the key word of `half` has to move on since it was added last, or since it was loaded.
+constexpr uint32_t xtea_step(uint32_t half) {
+  for (uint32_t before = half; before-- > 0;) {
+    if (xtea_key_index(before) == xtea_key_index(half)) return xtea_multiple(half) - xtea_multiple(before);
+  }
+  return xtea_multiple(half);
+}
+
+// The longest of these steps, all of which are kept in registers.
+inline constexpr uint32_t xtea_longest_step = 4;
+
+consteval bool xtea_steps_are_short() {
+  for (uint32_t half = 0; half < xtea_halves; ++half) {
+    if (xtea_step(half) > xtea_longest_step) return false;
+  }
+  return true;
+}
+static_assert(xtea_steps_are_short());
+
+// The key words on their way through the halves, forwards or backwards, each half once and in turn.
+template <bool forwards, typename key_word>
+class xtea_schedule {
+ public:
+  [[gnu::always_inline]] explicit xtea_schedule(const key_word (&key)[slice_words])
+      : key_{key[0], key[1], key[2], key[3]} {
+    if constexpr (in_place) {
+      for (uint32_t i = 1; i <= xtea_longest_step; ++i) {
+        deltas_[i] = xtea_delta * i;
+        keep_in_register(deltas_[i]);
+      }
+    }
+  }
+
+  template <uint32_t half>
+  [[gnu::always_inline]] key_word word() {
+    key_word &word = key_[xtea_key_index(half)];
+    if constexpr (!in_place) {
+      return word + xtea_delta * xtea_multiple(half);  // vectors take the sums as constants
+    } else if constexpr (forwards) {
+      if constexpr (constexpr uint32_t step = xtea_step(half); step != 0) word += deltas_[step];
+      keep_in_register(word);
+      return word;
+    } else {
+      constexpr uint32_t after = next_use(half);
+      if constexpr (after == xtea_halves) {
+        word += xtea_delta * xtea_multiple(half);
+      } else if constexpr (constexpr uint32_t step = xtea_step(after); step != 0) {
+        word -= deltas_[step];
+      }
+      keep_in_register(word);
+      return word;
+    }
+  }
+
+ private:
+  static constexpr bool in_place = std::is_same_v<key_word, uint32_t>;
+
+  // The half behind `half` that adds the same key word, or the number of halves.
+  static constexpr uint32_t next_use(uint32_t half) {
+    uint32_t after = half + 1;
+    while (after < xtea_halves && xtea_key_index(after) != xtea_key_index(half)) ++after;
+    return after;
+  }
+
+  key_word key_[slice_words];
+  uint32_t deltas_[in_place ? xtea_longest_step + 1 : 1];  // deltas_[i] is i * delta; the first is unused
+};
+
+// Calls step with each half as a constant of its type, from the first to the last or from the last to the first.
+template <bool forwards, typename function>
+[[gnu::always_inline]] inline void for_each_half(const function &step) {
+  const auto call = [&]<uint32_t... i>(std::integer_sequence<uint32_t, i...>) __attribute__((always_inline)) {
+    (step(std::integral_constant < uint32_t, forwards ? i : xtea_halves - 1 - i > {}), ...);
   };
-  (cycle(xtea_first_index(xtea_full_cycles - 1 - i), xtea_second_index(xtea_full_cycles - 1 - i)), ...);
+  call(std::make_integer_sequence<uint32_t, xtea_halves>{});
 }
 
 // Enciphers or deciphers left and right in place.
 template <bool enciphering, typename word, typename key_word>
-[[gnu::always_inline]] inline void xtea_run(word &left, word &right, const key_word (&key)[4]) {
-  constexpr std::make_integer_sequence<uint32_t, xtea_full_cycles> all;
-  if constexpr (enciphering) {
-    xtea_encipher(left, right, key, all);
-  } else {
-    xtea_decipher(left, right, key, all);
-  }
+[[gnu::always_inline]] inline void xtea_run(word &left, word &right, const key_word (&key)[slice_words]) {
+  xtea_schedule<enciphering, key_word> schedule(key);
+  for_each_half<enciphering>([&](auto half) __attribute__((always_inline)) {
+    word &changed = half % 2 == 0 ? left : right;
+    const word &other = half % 2 == 0 ? right : left;
+    if constexpr (enciphering) {
+      changed += xtea_mix(other) ^ schedule.template word<half>();
+    } else {
+      changed -= xtea_mix(other) ^ schedule.template word<half>();
+    }
+  });
 }
 
 }  // namespace libsec
