@@ -13,4 +13,7 @@ bool serves_exp_mod_1024(const num *A, const num *N, const num *RR);
 // errors, for operands that serves_exp_mod_1024() accepts.
 int32_t exp_mod_1024(num *X, const num *A, const num *E, const num *N, num *RR);
 
+// The same without any instruction that a processor may lack.
+int32_t exp_mod_1024_anywhere(num *X, const num *A, const num *E, const num *N, num *RR);
+
 }  // namespace libsec

@@ -47,9 +47,11 @@ template <typename wide>
 template <typename word>
 class reduced_radix {
  public:
+  using digit = word;
   using wide = wide_t<word>;
   static constexpr int bits = digit_shape<word>::bits;
   static constexpr int digits = digit_shape<word>::digits;
+  static constexpr int radix_bits = bits * digits;
   static constexpr word mask = (word{1} << bits) - 1;
 
   // What the products work in: column sums and the doubled digits of a square.

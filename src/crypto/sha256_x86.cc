@@ -6,6 +6,7 @@
 #include <cpuid.h>
 #include <immintrin.h>
 
+#include "base/processor.h"
 #include "crypto/sha256_constants.h"
 
 namespace libsec {
@@ -22,16 +23,8 @@ bool ask_processor() {
 }  // namespace
 
 bool sha256_x86_works() {
-  // Asking costs thousands of cycles in a virtual machine. Several threads may ask at once: they agree.
-  // (std::atomic needs more of the C++ library than its headers where the C library is musl.)
-  enum { not_asked, no, yes };
-  static int answer = not_asked;
-  int known = __atomic_load_n(&answer, __ATOMIC_RELAXED);
-  if (known == not_asked) {
-    known = ask_processor() ? yes : no;
-    __atomic_store_n(&answer, known, __ATOMIC_RELAXED);
-  }
-  return known == yes;
+  static int answer = 0;
+  return ask_once(&answer, ask_processor);
 }
 
 // The instruction for two rounds wants the variables as (a, b, e, f) and (c, d, g, h), the first named in
