@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Good packets made wrong in one place: each byte with each of six values, and each length. None of them
 // may be answered, change the session's key or its state, or print anything but its own lines.
-#include <set>
-
+#include "matrix/wrong_packets.h"
 #include "support/protocol_test.h"
 
 namespace libsec::test {
@@ -10,13 +9,6 @@ namespace {
 
 constexpr char refused_wake[] = "Something was wrong with the WAKE packet. Resetting...\n";
 constexpr char unknown[] = "The packet wasn't recognised\nError getting session\n";
-
-// The values that a byte is replaced by; its own is left out.
-std::set<uint8_t> wrong_values(uint8_t right) {
-  std::set<uint8_t> values{0x00, 0x01, 0x7f, 0x80, 0xff, static_cast<uint8_t>(right ^ 1)};
-  values.erase(right);
-  return values;
-}
 
 std::string length_error(const bytes &packet) {
   return "packet length error\nreported length = " + std::to_string(read_be16(packet, 4)) +

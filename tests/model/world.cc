@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "model/world.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -18,37 +16,6 @@ void demand(bool good, const char *what) {
 }
 
 }  // namespace
-
-// ---- Standard output ----
-
-caught_output::caught_output() : before_(dup(STDOUT_FILENO)) {
-  std::fflush(stdout);
-  std::string name = std::string(P_tmpdir) + "/libsec-XXXXXX";
-  file_ = mkstemp(name.data());
-  demand(file_ >= 0 && before_ >= 0, "no file for the output");
-  unlink(name.c_str());
-  dup2(file_, STDOUT_FILENO);
-}
-
-caught_output::~caught_output() {
-  std::fflush(stdout);
-  dup2(before_, STDOUT_FILENO);
-  real_close(before_);
-  real_close(file_);
-}
-
-std::string caught_output::take() {
-  std::fflush(stdout);
-  char text[4096];
-  const ssize_t length = pread(file_, text, sizeof text, taken_);
-  demand(length >= 0 && length < ssize_t{sizeof text}, "more output than expected");
-  taken_ += length;
-  if (taken_ > 1'000'000) {
-    demand(ftruncate(file_, 0) == 0 && lseek(STDOUT_FILENO, 0, SEEK_SET) == 0, "the output cannot be cut");
-    taken_ = 0;
-  }
-  return std::string(text, static_cast<size_t>(length));
-}
 
 // ---- System calls ----
 
@@ -161,7 +128,6 @@ ssize_t world::keep(deed::kind what, int descriptor, const void *from, size_t le
 // ---- The two calls of a host ----
 
 outcome world::finish(outcome done) {
-  done.output = output_.take();
   done.deeds.swap(deeds_);
   deeds_.clear();
   return done;
@@ -173,7 +139,7 @@ outcome world::receive(arrivals &coming) {
   uint8_t *data = &elsewhere;
   int32_t length = -77;
   outcome done;
-  done.result = ZOLT_receive(context.get(), &data, &length);
+  done.output = output_.run([&] { done.result = ZOLT_receive(context.get(), &data, &length); });
   done.stores = data != &elsewhere && length != -77;
   done.delivers = data != &elsewhere && data != nullptr;
   if (done.delivers) done.delivered = bytes(data, data + length);
@@ -185,7 +151,8 @@ outcome world::send(bytes reply, arrival::trouble trouble) {
   current_.answer = trouble;
   reply.reserve(1);  // an empty reply has an address too
   outcome done;
-  done.result = ZOLT_send(context.get(), reply.data(), static_cast<int32_t>(reply.size()));
+  done.output =
+      output_.run([&] { done.result = ZOLT_send(context.get(), reply.data(), static_cast<int32_t>(reply.size())); });
   return finish(done);
 }
 

@@ -9,27 +9,11 @@
 
 #include "model/script.h"
 #include "support/calls.h"
+#include "support/caught_output.h"
 #include "support/fake_clock.h"
 #include "support/sessions.h"
 
 namespace libsec::test {
-
-// Collects what is written to standard output, a few system calls a time.
-class caught_output {
- public:
-  caught_output();
-  ~caught_output();
-  caught_output(const caught_output &) = delete;
-  caught_output &operator=(const caught_output &) = delete;
-
-  // What was written since the last time.
-  std::string take();
-
- private:
-  int file_;
-  int before_;
-  int64_t taken_ = 0;
-};
 
 class world {
  public:
