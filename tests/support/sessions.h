@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <libsec/context.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -37,7 +38,7 @@ inline std::unique_ptr<zolt_context> make_context(security_session *session = nu
 
 // Puts a received packet into the context.
 inline void receive(zolt_context *context, const bytes &packet) {
-  std::memcpy(context->packet, packet.data(), packet.size());
+  std::copy(packet.begin(), packet.end(), context->packet);  // also of no bytes
   context->data_length = static_cast<int32_t>(packet.size());
 }
 
