@@ -52,6 +52,8 @@ size_t fake_kernel_random::asked() const {
 }  // namespace libsec::test
 
 extern "C" ssize_t getrandom(void *bytes, size_t length, unsigned flags) {
+  if (libsec::test::getrandom_hook != nullptr)
+    return libsec::test::getrandom_hook(static_cast<uint8_t *>(bytes), length);
   return libsec::test::give(static_cast<uint8_t *>(bytes), length, flags);
 }
 
@@ -61,6 +63,7 @@ extern "C" int open(const char *path, int flags, ...) {
     errno = ENOENT;
     return -1;
   }
+  if (random_device != nullptr && std::strcmp(path, "/dev/urandom") == 0) path = random_device;
   unsigned permissions = 0;
   if ((flags & O_CREAT) != 0) {
     va_list arguments;

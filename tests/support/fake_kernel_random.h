@@ -3,6 +3,8 @@
 // itself; while no fake_kernel_random lives, both pass through. At most one lives at a time.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -24,5 +26,9 @@ class fake_kernel_random {
   // How many bytes were asked of getrandom() since this object was made.
   size_t asked() const;
 };
+
+// For what no mode gives: a function in the place of getrandom(), and a file in the place of /dev/urandom.
+inline ssize_t (*getrandom_hook)(uint8_t *bytes, size_t length) = nullptr;
+inline const char *random_device = nullptr;
 
 }  // namespace libsec::test

@@ -4,8 +4,10 @@ libsec_unit_test(
   clock_test.cc
   crc16_test.cc
   havege_test.cc
+  kernel_random_test.cc
   sha256_block_test.cc
   sha256_test.cc
+  sha256_x86_test.cc
   xtea_buffer_test.cc
   xtea_tables_test.cc
   xtea_test.cc
