@@ -21,6 +21,7 @@ class input {
   input(const uint8_t *data, size_t size) : at_(data), left_(size) {}
 
   bool empty() const { return left_ == 0; }
+  size_t left() const { return left_; }
   uint8_t byte() {
     if (left_ == 0) return 0;
     --left_;
