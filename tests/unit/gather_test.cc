@@ -199,6 +199,15 @@ TEST_F(Gather, FlagsThatCannotBeReadOrSetAreNoData) {
 }
 
 // The peer's connection itself is sound, so it was accepted: the failure is the read's.
+TEST_F(Gather, FlagsThatAreAllOffAreNoFailure) {
+  tcp_peer peer(context);
+  peer.send(plain_packet(20));
+  calls->fcntl = [](int descriptor, int command, long argument) {
+    return command == F_GETFL ? 0 : real_fcntl(descriptor, command, argument);
+  };
+  EXPECT_EQ(receive().delivered(), plain_packet(20));
+}
+
 TEST_F(Gather, WhenEveryFcntlFailsTheReadFailsAndNotTheAccept) {
   tcp_peer peer(context);
   peer.send(plain_packet(16));
