@@ -10,7 +10,8 @@ set(bignum_tests
     num_model_test.cc
     num_mul_test.cc
     num_record_test.cc
-    reduced_radix_test.cc)
+    reduced_radix_test.cc
+    scoped_num_test.cc)
 if(LIBSEC_GMP)
   list(APPEND bignum_tests num_gmp_test.cc)
 else()
