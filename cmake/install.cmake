@@ -17,3 +17,21 @@ set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH prefix_from_pkgconfig /prefix/${pkgconfig_dir} /prefix)
 configure_file(cmake/libsec.pc.in ${CMAKE_BINARY_DIR}/libsec.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/libsec.pc DESTINATION ${pkgconfig_dir})
+
+# systemd's units of the programs that are built.
+set(units)
+if(TARGET zolt-host)
+  list(APPEND units zolt-host.service)
+endif()
+if(TARGET zolt)
+  list(APPEND units zolt-tunnel@.service)
+endif()
+install(
+  CODE "
+    set(source \"${CMAKE_SOURCE_DIR}/tools/service\")
+    set(scratch \"${CMAKE_BINARY_DIR}/units\")
+    set(units \"${units}\")
+    set(libdir \"${CMAKE_INSTALL_LIBDIR}\")
+    set(bindir \"${CMAKE_INSTALL_BINDIR}\")
+    set(sbindir \"${CMAKE_INSTALL_SBINDIR}\")")
+install(SCRIPT cmake/install_units.cmake)

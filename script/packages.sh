@@ -11,8 +11,9 @@ packages_for() {
       tools) echo libssl-dev libcli11-dev libfmt-dev nlohmann-json3-dev openssl ;; # the management station's tools
       netns) echo iproute2 ;;                                    # private network namespaces
       snmp) echo snmp ;;                                         # for snmpd itself see need_snmpd
-      test) echo googletest libgmp-dev libssl-dev pkgconf ;;     # unit tests and their oracles
+      test) echo googletest libgmp-dev libssl-dev pkgconf python3 ;; # unit tests and their oracles
       wireshark) echo tshark python3 ;;                           # the dissector's tests
+      service) echo systemd ;;                                   # systemd-analyze; nothing is started
       asan) echo clang-14 libclang-rt-14-dev llvm-14 ;;          # sanitizers, with readable reports
       mips) echo g++-mips-linux-gnu qemu-user make ca-certificates ;; # big-endian MIPS builds, and their runs
       check) echo clang-14 clang-format-14 clang-tidy-14 shellcheck abigail-tools git python3 ;; # script/check

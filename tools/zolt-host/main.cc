@@ -10,6 +10,7 @@
 #include "options.h"
 #include "plugin.h"
 #include "responder.h"
+#include "service/notify.h"
 #include "stop.h"
 #include "wait.h"
 
@@ -102,7 +103,9 @@ int run(int argc, char **argv) {
   if (code == exit_stopped) code = check_protection(loaded, chosen);
   if (code == exit_stopped) {
     std::fprintf(stderr, "zolt-host: serving port 161 with %s; SIGINT or SIGTERM ends it\n", chosen.library);
+    service::notify(service::ready);
     serve(loaded, context, from);
+    service::notify(service::stopping);
   }
   if (context != nullptr) loaded.destroy(context);
   if (stop_requested()) std::fprintf(stderr, "zolt-host: ended by a signal\n");

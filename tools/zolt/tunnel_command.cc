@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 
+#include "service/notify.h"
 #include "zolt/child.h"
 #include "zolt/commands.h"
 #include "zolt/connection.h"
@@ -73,7 +74,9 @@ peer::exit_code tunnel_to(const tunnel_arguments &chosen) {
   if (!opened) return complain(opened.error());
   tell(fmt::format("{} leads to {}", plain->address(), peer::describe(to.options.device)));
   if (!plain->is_local()) warn("who reaches " + plain->address() + " speaks to the device, in plain text");
+  service::notify(service::ready);
   peer::result<int> served = serve(through, *plain, chosen.command);
+  service::notify(service::stopping);
   peer::status closed = session.close();
   if (plain->joined() != 0) tell(fmt::format("{} retries of clients joined their requests", plain->joined()));
   if (!served) return complain(served.error());
