@@ -8,7 +8,7 @@ packages_for() {
   for purpose in "$@"; do
     case $purpose in
       build) echo g++ cmake make ;;                              # the library and zolt-host
-      tools) echo libssl-dev libcli11-dev libfmt-dev nlohmann-json3-dev openssl ;; # the management station's tools
+      tools) echo libssl-dev libcli11-dev libfmt-dev libpcap-dev nlohmann-json3-dev openssl ;; # the management station's tools
       netns) echo iproute2 ;;                                    # private network namespaces
       snmp) echo snmp ;;                                         # for snmpd itself see need_snmpd
       test) echo googletest libgmp-dev libssl-dev pkgconf python3 ;; # unit tests and their oracles

@@ -2,11 +2,12 @@
 # The management station's half of the protocol, against a fake device that shares no code with it.
 if(TARGET peer)
   libsec_unit_test(
-    peer peer_cipher_test.cc peer_key_check_test.cc peer_key_log_test.cc peer_keys_test.cc peer_misbehaviour_test.cc peer_session_test.cc
+    peer peer_cipher_test.cc peer_decode_test.cc peer_key_check_test.cc peer_key_log_test.cc peer_keys_test.cc peer_misbehaviour_test.cc peer_session_test.cc
     peer_snmp_test.cc peer_tunnelled_test.cc peer_wire_test.cc
     ${CMAKE_SOURCE_DIR}/tests/support/fake_cipher.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_device.cc
     ${CMAKE_SOURCE_DIR}/tests/support/fake_device_sockets.cc)
   target_link_libraries(peer_test PRIVATE peer)
+  target_compile_definitions(peer_test PRIVATE LIBSEC_VECTORS="${CMAKE_SOURCE_DIR}/tests/vectors")
 else()
   message(STATUS "unit.peer is skipped: there is no peer library in this build")
 endif()

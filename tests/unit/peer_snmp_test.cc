@@ -48,6 +48,28 @@ TEST(Snmp, LongLengthsAreUnderstood) {
   EXPECT_EQ(snmp_request_id(hex("30820015020101040100a08400000009020109020100020100")), 9);
 }
 
+TEST(Snmp, AResponseSaysWhetherItsAgentFailed) {
+  // The second number of the PDU, behind the request-id, is the error-status.
+  auto response = [](const char *error, const char *pdu = "a2") {
+    return hex(
+        (std::string("3019020101040100") + pdu + "11020109" + "0201" + error + "0201003006300406000500").c_str());
+  };
+  ASSERT_TRUE(peer::read_snmp(response("05")));
+  EXPECT_EQ(peer::read_snmp(response("05"))->error_status, 5);
+  EXPECT_EQ(peer::snmp_pdu_name(peer::read_snmp(response("05"))->pdu), "response");
+  EXPECT_EQ(peer::snmp_agent_failure(response("05")), 5);
+  EXPECT_EQ(peer::snmp_error_name(5), "genErr");
+  for (const char *failed : {"0d", "0e", "0f"}) EXPECT_NE(peer::snmp_agent_failure(response(failed)), 0) << failed;
+  EXPECT_EQ(peer::snmp_error_name(15), "undoFailed");
+  // What was wrong with the request is an answer like any other; and a request has no error.
+  for (const char *answered : {"00", "01", "02", "03", "04", "06", "0c", "10", "12", "7f"})
+    EXPECT_EQ(peer::snmp_agent_failure(response(answered)), 0) << answered;
+  EXPECT_EQ(peer::snmp_agent_failure(response("05", "a5")), 0);
+  EXPECT_EQ(peer::snmp_agent_failure(peer::bytes_of("localhost")), 0);
+  EXPECT_EQ(peer::snmp_error_name(19), "");
+  EXPECT_EQ(peer::snmp_error_name(-1), "");
+}
+
 TEST(Snmp, EveryCutOfAMessageIsNoMessage) {
   peer::bytes whole = get("02020102");
   for (size_t length = 0; length < whole.size(); length++) {

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "peer/snmp.h"
 
+#include <iterator>
+
 namespace peer {
 namespace {
 
 constexpr uint8_t integer = 0x02;
 constexpr uint8_t octet_string = 0x04;
 constexpr uint8_t sequence = 0x30;
+constexpr uint8_t response = 0xa2;
 
 // The PDUs of SNMPv1 and v2c, which start with a request-id; a4 is the old trap, which has none.
 bool is_pdu(uint8_t tag) {
@@ -60,20 +63,69 @@ class reader {
 
 }  // namespace
 
-std::optional<int64_t> snmp_request_id(byte_view message) {
+std::optional<snmp_head> read_snmp(byte_view message) {
   std::optional<byte_view> whole = reader(message).next(sequence);
   if (!whole) return std::nullopt;
   reader fields(*whole);
   std::optional<int64_t> version = fields.next_integer();
   if (version == 3) {
     std::optional<byte_view> header = fields.next(sequence);
-    if (!header) return std::nullopt;
-    return reader(*header).next_integer();
+    std::optional<int64_t> number = header ? reader(*header).next_integer() : std::nullopt;
+    if (!number) return std::nullopt;
+    return snmp_head{*version, *number, 0, 0};
   }
   if ((version != 0 && version != 1) || !fields.next(octet_string)) return std::nullopt;
   std::optional<reader::element> pdu = fields.next();
   if (!pdu || !is_pdu(pdu->tag)) return std::nullopt;
-  return reader(pdu->content).next_integer();
+  reader parts(pdu->content);
+  std::optional<int64_t> number = parts.next_integer();
+  if (!number) return std::nullopt;
+  return snmp_head{*version, *number, pdu->tag, pdu->tag == response ? parts.next_integer().value_or(0) : 0};
+}
+
+std::string_view snmp_pdu_name(uint8_t pdu) {
+  static constexpr std::string_view names[] = {"get-request",      "get-next-request", "response",    "set-request", "",
+                                               "get-bulk-request", "inform-request",   "snmpV2-trap", "report"};
+  return is_pdu(pdu) ? names[pdu - 0xa0] : std::string_view();
+}
+
+std::string_view snmp_error_name(int64_t error_status) {
+  static constexpr std::string_view names[] = {"noError",
+                                               "tooBig",
+                                               "noSuchName",
+                                               "badValue",
+                                               "readOnly",
+                                               "genErr",
+                                               "noAccess",
+                                               "wrongType",
+                                               "wrongLength",
+                                               "wrongEncoding",
+                                               "wrongValue",
+                                               "noCreation",
+                                               "inconsistentValue",
+                                               "resourceUnavailable",
+                                               "commitFailed",
+                                               "undoFailed",
+                                               "authorizationError",
+                                               "notWritable",
+                                               "inconsistentName"};
+  return error_status >= 0 && error_status < static_cast<int64_t>(std::size(names)) ? names[error_status]
+                                                                                    : std::string_view();
+}
+
+int64_t snmp_agent_failure(byte_view reply) {
+  constexpr int64_t gen_err = 5, resource_unavailable = 13, undo_failed = 15;
+  std::optional<snmp_head> head = read_snmp(reply);
+  if (!head) return 0;
+  bool failed = head->error_status == gen_err ||
+                (head->error_status >= resource_unavailable && head->error_status <= undo_failed);
+  return failed ? head->error_status : 0;
+}
+
+std::optional<int64_t> snmp_request_id(byte_view message) {
+  std::optional<snmp_head> head = read_snmp(message);
+  if (!head) return std::nullopt;
+  return head->request_id;
 }
 
 bool answers_snmp(byte_view request, byte_view reply) {
