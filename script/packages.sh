@@ -12,6 +12,7 @@ packages_for() {
       netns) echo iproute2 ;;                                    # private network namespaces
       snmp) echo snmp ;;                                         # for snmpd itself see need_snmpd
       test) echo googletest libgmp-dev libssl-dev pkgconf python3 ;; # unit tests and their oracles
+      shells) echo bash zsh fish ;;                               # the tests of the completions
       wireshark) echo tshark python3 ;;                           # the dissector's tests
       service) echo systemd ;;                                   # systemd-analyze; nothing is started
       asan) echo clang-14 libclang-rt-14-dev llvm-14 ;;          # sanitizers, with readable reports
