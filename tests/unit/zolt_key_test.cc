@@ -64,6 +64,7 @@ TEST_F(ZoltKey, KeyCheckTellsWhatFollows) {
   write("small", modulus + "\nPublicKeyE=000003\n");
   checked = run({"key", "check", "small"});
   EXPECT_TRUE(has(checked.out, "  proof    a signature")) << checked.out;
+  EXPECT_TRUE(has(checked.out, "  loads    exponent 000003 (hex), modulus dddddd")) << checked.out;
   checked = run({"key", "check", "small", "--json"});
   EXPECT_EQ(checked.exit, 3);
   EXPECT_EQ(nlohmann::json::parse(checked.out)["verdict"], "forgeable");

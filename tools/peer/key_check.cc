@@ -142,11 +142,14 @@ void judge_exponent(key_check &result) {
   if (exponent == 0) return find(result, key_verdict::locked, "the exponent is 0");
   if (exponent % 2 == 0)
     return find(result, key_verdict::locked, fmt::format("the exponent {} is even, which no RSA key has", exponent));
-  if (exponent < 65537)
+  if (exponent < 65537) {
+    bool at_once = exponent * 256 < static_cast<uint32_t>(rsa_bits);
     find(result, key_verdict::forgeable,
-         fmt::format("the exponent is {}: the device compares the last 32 bytes of the power only, and small powers "
-                     "can be made to end as one likes",
-                     exponent));
+         fmt::format("the exponent is {}, below 65537: the device compares the last 32 bytes of the power only, and {}",
+                     exponent,
+                     at_once ? "a number whose power ends as it must is made at once, without the private key"
+                             : "the smaller the exponent, the more room is left to make a power that ends as it must"));
+  }
 }
 
 }  // namespace

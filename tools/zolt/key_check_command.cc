@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -68,6 +69,11 @@ void show_text(const std::string &path, const peer::key_check &checked) {
     fmt::print("  line {:<3} {:<9} {} pairs of characters\n", line.number, name_of(line.is), line.pairs);
     for (const std::string &remark : line.remarks) fmt::print("           {}\n", remark);
   }
+  if (checked.verdict == key_verdict::unprotected)
+    fmt::print("  loads    nothing\n");
+  else
+    fmt::print("  loads    exponent {} (hex), modulus {} (hex)\n", peer::to_hex(checked.key.exponent),
+               peer::to_hex(checked.key.modulus));
   meaning verdict = meaning_of(checked.verdict);
   fmt::print("{}: {}\n", verdict.name, verdict.text);
   for (const std::string &finding : checked.findings) fmt::print("  because  {}\n", finding);
@@ -98,8 +104,14 @@ void show_json(const std::string &path, const peer::key_check &checked, peer::ex
 }
 
 peer::exit_code check(const std::string &path) {
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error))
+    return complain({peer::exit_code::key, "key", fmt::format("{} is a folder", path), "a device's publickeys.dat",
+                     "the folder was named, not the file in it",
+                     fmt::format("zolt key check {}/publickeys.dat", path)});
   std::ifstream file(path, std::ios::binary);
-  std::string content(std::istreambuf_iterator<char>(file), {});
+  std::string content;
+  if (file) content.assign(std::istreambuf_iterator<char>(file), {});
   if (!file)
     return complain({peer::exit_code::key, "key", fmt::format("{} cannot be read", path), "a device's publickeys.dat",
                      "it is not there; a device without one runs WITHOUT PROTECTION and answers anyone in plain text",
