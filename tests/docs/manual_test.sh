@@ -28,7 +28,7 @@ documents() {
   done
 }
 
-for command in ping request "key generate" "key show" "key check" ""; do
+for command in ping request decode completion "key generate" "key show" "key check" ""; do
   # shellcheck disable=SC2086 # two words
   documents zolt.1 -- "$zolt" $command
 done

@@ -13,10 +13,11 @@ else()
 endif()
 if(TARGET zolt)
   libsec_unit_test(
-    zolt zolt_key_test.cc zolt_test.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_cipher.cc
+    zolt zolt_failures_test.cc zolt_key_test.cc zolt_test.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_cipher.cc
     ${CMAKE_SOURCE_DIR}/tests/support/fake_device.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_device_sockets.cc)
   target_link_libraries(zolt_test PRIVATE peer nlohmann_json::nlohmann_json)
-  target_compile_definitions(zolt_test PRIVATE ZOLT_PROGRAM="$<TARGET_FILE:zolt>")
+  target_compile_definitions(zolt_test PRIVATE ZOLT_PROGRAM="$<TARGET_FILE:zolt>"
+                             ZOLT_FAILURES="${CMAKE_CURRENT_SOURCE_DIR}/zolt_failures.tsv")
   add_dependencies(zolt_test zolt)
 else()
   message(STATUS "unit.zolt is skipped: there is no zolt in this build")

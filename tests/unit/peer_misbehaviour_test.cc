@@ -1,8 +1,20 @@
 // SPDX-License-Identifier: MIT
 // A device that misbehaves: every case has its exit class and its text, over both transports.
+#include <dlfcn.h>
+#include <netdb.h>
 #include <sys/socket.h>
 
 #include "support/peer_bench.h"
+
+// The system's lookup, but that one host takes two seconds.
+extern "C" int getaddrinfo(const char *host, const char *service, const addrinfo *hints, addrinfo **found) {
+  static const auto real = reinterpret_cast<decltype(&getaddrinfo)>(::dlsym(RTLD_NEXT, "getaddrinfo"));
+  if (host != nullptr && std::string_view(host) == "slow.host.invalid") {
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    return EAI_AGAIN;
+  }
+  return real(host, service, hints, found);
+}
 
 namespace {
 
@@ -194,7 +206,14 @@ const wrong_device tcp_only[] = {
                how.times = 0;
                how.then_close = true;
              }),
-     exit_code::refused, "ENCR", "the device closed the connection"},
+     exit_code::agent, "ENCR", "the device closed the connection"},
+    {"ResetWithoutReply",
+     deliver(answer::reply,
+             [](auto &how) {
+               how.times = 0;
+               how.then_reset = true;
+             }),
+     exit_code::agent, "ENCR", "reset"},
     {"WrspSaysZero", packet(answer::wrsp, [](auto &bytes) { bytes[4] = bytes[5] = 0; }), exit_code::verification,
      "WAKE", "says that it has 0 bytes"},
     {"WrspSaysTooMuch", packet(answer::wrsp, [](auto &bytes) { bytes[4] = 0xff; }), exit_code::verification, "WAKE",
@@ -319,6 +338,20 @@ TEST(PeerHost, AHostWithoutAnAddressIsNamed) {
   ASSERT_FALSE(opened);
   EXPECT_EQ(opened.error().code, exit_code::other);
   EXPECT_NE(opened.error().happened.find("no.such.host.invalid"), std::string::npos);
+}
+
+// A name server that is not there makes the system's lookup take its own time.
+TEST(PeerHost, ALookupThatTakesTooLongEndsInTime) {
+  peer::session_options options;
+  options.device = {"slow.host.invalid", 161, protocol::udp};
+  options.timeout = milliseconds(200);
+  peer::session session(manager_key(), options);
+  auto started = std::chrono::steady_clock::now();
+  peer::status opened = session.open();
+  EXPECT_LT(std::chrono::steady_clock::now() - started, milliseconds(1500));
+  ASSERT_FALSE(opened);
+  EXPECT_EQ(opened.error().code, exit_code::other);
+  EXPECT_NE(opened.error().happened.find("no name server answered in time"), std::string::npos);
 }
 
 INSTANTIATE_TEST_SUITE_P(Over, PeerRefusal, testing::Values(protocol::udp, protocol::tcp), support::name_of);

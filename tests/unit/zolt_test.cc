@@ -47,6 +47,34 @@ TEST_F(Zolt, UsageErrorsHaveTheirOwnStatus) {
   }
 }
 
+TEST_F(Zolt, AnUnknownWordIsNamedAndTheNearestIsSuggested) {
+  struct slip {
+    std::vector<std::string> line;
+    const char *named;
+    const char *suggested;
+  };
+  for (const slip &each :
+       {slip{{"bogus"}, "\"zolt\" has no command \"bogus\"", nullptr},
+        {{"pign"}, "\"pign\"", "\"ping\" was meant"},
+        {{"req"}, "\"req\"", "\"request\" was meant"},
+        {{"tunel", "127.0.0.1", "--tcp"}, "\"tunel\"", "zolt tunnel --help"},
+        {{"key", "chek", "file"}, "\"zolt key\" has no command \"chek\"", "\"check\" was meant"},
+        {{"ping", "127.0.0.1", "--key", "k", "--tpc"}, "has no option \"--tpc\"", "\"--tcp\" was meant"},
+        {{"ping", "127.0.0.1", "--key", "k", "--tiemout=3"}, "\"--tiemout\"", "\"--timeout\" was meant"},
+        {{"ping", "127.0.0.1", "--key", "k", "again"}, "takes no further argument, such as \"again\"", nullptr}}) {
+    outcome made = run(each.line);
+    EXPECT_EQ(made.exit, 2) << made.err;
+    EXPECT_TRUE(has(made.err, each.named)) << made.err;
+    EXPECT_EQ(has(made.err, "was meant"), each.suggested != nullptr) << made.err;
+    EXPECT_TRUE(each.suggested == nullptr || has(made.err, each.suggested)) << made.err;
+    EXPECT_TRUE(has(made.err, "\n  try:      zolt ")) << made.err;
+  }
+  outcome made = run({"bogus"});
+  for (const char *command : {"key", "ping", "request", "tunnel"}) EXPECT_TRUE(has(made.err, command)) << made.err;
+  made = run({"ping", "--json", "127.0.0.1"});
+  EXPECT_EQ(nlohmann::json::parse(made.out)["failure"]["happened"], "--key is required");
+}
+
 TEST_F(Zolt, HelpShowsThreeExamplesOfEveryCommand) {
   outcome help = run({"--help"});
   EXPECT_EQ(help.exit, 0);
@@ -233,6 +261,36 @@ TEST_F(Zolt, AWrongAnswerEndsWithSix) {
   EXPECT_EQ(made.exit, 6);
   EXPECT_TRUE(has(made.err, "zolt: ENCR: ENCR is damaged")) << made.err;
   EXPECT_TRUE(there->idle()) << "it must be logged out all the same";
+}
+
+// A living device whose agent has nothing to say: over TCP the request cannot have been lost.
+TEST_F(Zolt, ASilentAgentEndsWithSevenWhereTheRequestCannotBeLost) {
+  fake::behaviour silent;
+  silent.deliver = [](fake::answer kind, int, fake::delivery &how) {
+    if (kind == fake::answer::reply) how.times = 0;
+  };
+  auto there = device(silent);
+  outcome made = run(request(*there, {"--tcp", "--timeout", "0.3", "x"}));
+  EXPECT_EQ(made.exit, 7);
+  EXPECT_TRUE(has(made.err, "within 0.3 s, though the device confirmed the end of the session")) << made.err;
+  EXPECT_TRUE(has(made.err, "look at the agent's log")) << made.err;
+  made = run(request(*there, {"--udp", "--timeout", "0.3", "x"}));
+  EXPECT_EQ(made.exit, 4);
+  // A device that does not confirm anything may be gone as a whole.
+  silent.lose = [](const std::string &signature, int) { return signature == "LOUT"; };
+  there = std::make_unique<fake::device>(read(folder_ + "/keys/publickeys.dat"), silent);
+  made = run(request(*there, {"--tcp", "--timeout", "0.3", "x"}));
+  EXPECT_EQ(made.exit, 4);
+}
+
+TEST_F(Zolt, AnAgentThatSaysItFailedEndsWithSevenAfterAllReplies) {
+  const std::string failed = "3019020101040100a2110201090201050201003006300406000500";
+  auto there = device();  // an echo: what is asked is the reply
+  outcome made = run(request(*there, {"--hex", failed, "--hex", "00"}));
+  EXPECT_EQ(made.exit, 7);
+  EXPECT_EQ(made.out, failed + "\n00\n");
+  EXPECT_TRUE(has(made.err, "the agent answered with the SNMP error genErr (5)")) << made.err;
+  EXPECT_EQ(there->log(), "WAKE LGIN ENCR ENCR LOUT");
 }
 
 TEST_F(Zolt, RepliesBeforeAFailureAreKept) {

@@ -37,6 +37,9 @@ texts for_silence(std::string_view step, const endpoint &device) {
 }
 
 texts for_refusal(std::string_view step, const endpoint &device) {
+  if (step == "ENCR")
+    return {"the device's agent ended or was restarted while it held the request, which may have been carried out",
+            "look at the agent's log on the device; again when it runs"};
   // Only a connection can be refused after it was made; a datagram is refused by the system behind it.
   if (step == "connect" || device.over == protocol::udp)
     return {"no agent listens on that port, or a firewall refuses it",
@@ -71,6 +74,9 @@ failure explain_failure(failure why, std::string_view step, std::string_view ans
       break;
     case exit_code::refused:
       extra = for_refusal(step, device);
+      // A device keeps its port and its connection open for as long as its agent lives, so they vanish under
+      // a request only with the agent.
+      if (step == "ENCR") why.code = exit_code::agent;
       break;
     case exit_code::verification:
       extra = for_bad_answer(step);
@@ -78,11 +84,23 @@ failure explain_failure(failure why, std::string_view step, std::string_view ans
     default:
       break;
   }
-  if (why.expected.empty() && (why.code == exit_code::no_answer || why.code == exit_code::refused))
+  bool nothing_came =
+      why.code == exit_code::no_answer || why.code == exit_code::refused || why.code == exit_code::agent;
+  if (why.expected.empty() && nothing_came)
     why.expected =
         answer.empty() ? fmt::format("a connection within {}", within) : fmt::format("{} within {}", answer, within);
   if (why.causes.empty()) why.causes = extra.causes;
   if (why.advice.empty()) why.advice = extra.advice;
+  return why;
+}
+
+failure explain_silent_agent(failure why) {
+  why.code = exit_code::agent;
+  why.happened += ", though the device confirmed the end of the session";
+  why.causes =
+      "the agent behind the device failed or refused this request without a word, or takes longer than the "
+      "timeout; the request was not repeated, because it may have been carried out";
+  why.advice = "look at the agent's log on the device; a longer --timeout";
   return why;
 }
 

@@ -10,4 +10,7 @@ namespace peer {
 failure explain_failure(failure why, std::string_view step, std::string_view answer, const endpoint &device,
                         milliseconds timeout);
 
+// The failure of a request that a living device left without an answer.
+failure explain_silent_agent(failure why);
+
 }  // namespace peer

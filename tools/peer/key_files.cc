@@ -18,7 +18,12 @@ namespace {
 constexpr size_t most_bytes = 65536;
 
 failure file_trouble(const std::string &path, std::string_view doing, int error) {
-  return {exit_code::key, "key", fmt::format("{} cannot be {}: {}", path, doing, std::strerror(error)), {}, {}, {}};
+  return {exit_code::key,
+          "key",
+          fmt::format("{} cannot be {}: {}", path, doing, std::strerror(error)),
+          "a folder that this user may write to",
+          "the folder above it is missing or another user's, or the disk is full",
+          "name another folder: zolt key generate DIR"};
 }
 
 bool write_all(int file, byte_view content) {
@@ -62,6 +67,7 @@ result<secret_bytes> read_private_file(const std::string &path) {
   if (!file || ::fstat(file.get(), &found) != 0) {
     failure why = file_trouble(path, "read", errno);
     why.expected = "the manager's private key, a PEM file";
+    why.causes = "the name is wrong, or the file is another user's";
     why.advice = "name the file private.pem that \"zolt key generate DIR\" made";
     return why;
   }
@@ -70,14 +76,14 @@ result<secret_bytes> read_private_file(const std::string &path) {
                    "key",
                    fmt::format("{} is not a regular file", path),
                    "the manager's private key, a PEM file",
-                   {},
-                   {}};
+                   "a folder or a device was named",
+                   "name the file private.pem that \"zolt key generate DIR\" made"};
   if ((found.st_mode & 077) != 0)
     return failure{exit_code::key,
                    "key",
                    fmt::format("{} has mode {:04o}: others than its owner may use it", path, found.st_mode & 07777),
                    "mode 0600",
-                   {},
+                   "it was copied, or made under another umask",
                    fmt::format("chmod 600 {}, and a new key if others may have read it", path)};
   secret_bytes content(most_bytes);
   size_t length = 0;
@@ -101,9 +107,12 @@ result<key_files> write_key_files(const private_key &key, const std::string &fol
   if (!overwrite) {
     for (const std::string &path : {files.private_pem, files.publickeys}) {
       if (exists(path))
-        return failure{
-            exit_code::key,          "key", fmt::format("{} exists, and nothing was changed", path),
-            "a folder without keys", {},    "name another folder, or replace the old key for good with --force"};
+        return failure{exit_code::key,
+                       "key",
+                       fmt::format("{} exists, and nothing was changed", path),
+                       "a folder without keys",
+                       "keys were made there before",
+                       "name another folder, or replace the old key for good with --force"};
     }
   }
   result<secret_bytes> pem = key.pem();

@@ -38,7 +38,8 @@ status check_rsa(const pkey &key, const std::string &path) {
     return failure{exit_code::key,    "key",  fmt::format("{} {}", path, happened), std::move(expected),
                    std::move(causes), new_key};
   };
-  if (EVP_PKEY_is_a(key.get(), "RSA") == 0) return refuse("is not an RSA key", "an RSA key of 1024 bits", {});
+  if (EVP_PKEY_is_a(key.get(), "RSA") == 0)
+    return refuse("is not an RSA key", "an RSA key of 1024 bits", "it was made for something else");
   if (EVP_PKEY_get_bits(key.get()) != rsa_bits)
     return refuse(fmt::format("is an RSA key of {} bits", EVP_PKEY_get_bits(key.get())), "1024 bits",
                   "the device reads signatures of 128 bytes only");
@@ -50,7 +51,7 @@ status check_rsa(const pkey &key, const std::string &path) {
                   "signatures under a small exponent can be forged, because the device looks at their end only");
   if (value > greatest_exponent || value % 2 == 0)
     return refuse("has a public exponent that the device's key file cannot hold", "an odd one of at most three bytes",
-                  {});
+                  "it was made with another tool");
   return done;
 }
 
@@ -90,7 +91,7 @@ result<private_key> private_key::load(const std::string &path) {
                    "key",
                    fmt::format("{} is encrypted", path),
                    "an unencrypted private key (PEM)",
-                   {},
+                   "it was made with a passphrase; zolt never asks for one",
                    fmt::format("decrypt it once: (umask 077; openssl pkey -in {} -out private.pem)", path)};
   if (!key) {
     ERR_clear_error();
@@ -100,7 +101,7 @@ result<private_key> private_key::load(const std::string &path) {
                    "key",
                    fmt::format("{} holds {}", path, is_public ? "a public key only" : "no private key in PEM form"),
                    "the file private.pem of the manager's key pair",
-                   {},
+                   is_public ? "the public half was named" : "another file was named, or it is damaged",
                    new_key};
   }
   return checked(std::move(key), path);

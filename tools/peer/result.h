@@ -17,7 +17,7 @@ enum class exit_code : int {
   no_answer = 4,     // silence, or an answer that stopped half-way
   refused = 5,       // busy or refused: the device's system said no
   verification = 6,  // an answer that does not hold what it must
-  agent = 7,         // reserved for a failing agent behind the device
+  agent = 7,         // the device is there and the session good, but the agent behind it failed
   interrupted = 130
 };
 

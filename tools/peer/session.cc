@@ -144,7 +144,9 @@ result<bytes> session::request(byte_view content, const reply_check &answers) {
 status session::close() {
   if (state_ == state::closed) return done;
   closing_ = true;
+  bool unanswered = state_ == state::out_of_step && nothing_came_ && options_.device.over == protocol::tcp;
   status ended = logout(options_.timeout);
+  agent_was_silent_ = unanswered && ended;
   forget();
   return ended;
 }
@@ -230,6 +232,7 @@ result<bytes> session::exchange_once(const exchange &what) {
 
 // Sends the packet, again where that helps, until the answer is there or the time is up.
 result<bytes> session::await(const exchange &what, clock::time_point started) {
+  nothing_came_ = false;
   auto end = started + what.timeout;
   auto next_sending = started;
   bool repeat = what.repeatable && !transport_->is_stream();
@@ -262,6 +265,7 @@ result<bytes> session::await(const exchange &what, clock::time_point started) {
     if (stopped()) return interruption(what.step);
     // Here also after a wrong datagram: a flood of them must not hold this side for ever.
     if (clock::now() >= end) {
+      nothing_came_ = !refused && packet.error().happened.empty();
       return explain(refused ? *refused : packet.error(), what);
     }
   }

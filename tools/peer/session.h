@@ -85,6 +85,11 @@ class session {
   // Closed afterwards, also after a failure.
   status close();
 
+  // True when a request got no answer, though over TCP it cannot have been lost, and the device then
+  // confirmed the end of the session. So its agent had the request and came back without a reply: the
+  // protocol has no packet that would say so. Known after close().
+  bool agent_was_silent() const { return agent_was_silent_; }
+
   bool is_open() const { return state_ == state::logged_in; }
   uint32_t id() const { return id_; }
 
@@ -130,8 +135,10 @@ class session {
   state state_ = state::closed;
   clock::time_point last_used_{};
   clock::time_point last_sent_{};
-  bool failed_ = false;   // the last exchange
-  bool closing_ = false;  // stop does not count any more
+  bool failed_ = false;        // the last exchange
+  bool closing_ = false;       // stop does not count any more
+  bool nothing_came_ = false;  // in the last exchange, within its time
+  bool agent_was_silent_ = false;
   uint32_t id_ = 0;
   secret_bytes key_;
   clock::time_point keyed_at_{};

@@ -2,7 +2,6 @@
 #include "peer/transport.h"
 
 #include <fmt/format.h>
-#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -12,28 +11,10 @@
 #include <cerrno>
 #include <cstring>
 
+#include "peer/resolve.h"
+
 namespace peer {
 namespace {
-
-result<sockaddr_in> resolve(const endpoint &where) {
-  addrinfo hints{};
-  hints.ai_family = AF_INET;
-  hints.ai_socktype = where.over == protocol::tcp ? SOCK_STREAM : SOCK_DGRAM;
-  addrinfo *found = nullptr;
-  int error = ::getaddrinfo(where.host.c_str(), nullptr, &hints, &found);
-  if (error != 0)
-    return failure{exit_code::other,
-                   "connect",
-                   fmt::format("the host \"{}\" has no IPv4 address: {}", where.host, ::gai_strerror(error)),
-                   "an IPv4 address, or a name that has one",
-                   {},
-                   {}};
-  sockaddr_in address{};
-  std::memcpy(&address, found->ai_addr, sizeof address);
-  ::freeaddrinfo(found);
-  address.sin_port = htons(where.port);
-  return address;
-}
 
 // The pending error of a socket, or that of the connect() that has just failed.
 int finish_connect(int socket, clock::time_point deadline, int stop) {
@@ -83,7 +64,7 @@ failure socket_failure(std::string_view doing, int error) {
 }
 
 result<std::unique_ptr<transport>> transport::connect(const endpoint &where, clock::time_point deadline, int stop) {
-  result<sockaddr_in> address = resolve(where);
+  result<sockaddr_in> address = resolve(where, deadline, stop);
   if (!address) return address.error();
   bool tcp = where.over == protocol::tcp;
   descriptor socket(::socket(AF_INET, (tcp ? SOCK_STREAM : SOCK_DGRAM) | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));

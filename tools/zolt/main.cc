@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <string_view>
 
+#include "zolt/command_line.h"
 #include "zolt/commands.h"
 #include "zolt/connection.h"
+#include "zolt/output.h"
 
 namespace {
 
@@ -44,7 +48,10 @@ int run(int argc, char **argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
     // --help and --version come here too, with the code 0.
-    return app.exit(error) == 0 ? 0 : static_cast<int>(peer::exit_code::usage);
+    if (error.get_exit_code() == 0) return app.exit(error);
+    // The parsing may have ended before it came to this flag, which says how failures are told.
+    if (std::find(argv, argv + argc, std::string_view("--json")) != argv + argc) zolt::output().json = true;
+    return static_cast<int>(zolt::complain(zolt::explain_command_line(app, error)));
   }
   return static_cast<int>(exit);
 }

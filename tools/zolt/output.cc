@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 
+#include "zolt/failure_texts.h"
+
 namespace zolt {
 namespace {
 
@@ -37,7 +39,8 @@ void add_output_options(CLI::App &command, bool json) {
   if (json) command.add_flag("--json", output().json, "Write one JSON object instead of text; failures, too");
 }
 
-nlohmann::ordered_json to_json(const peer::failure &why) {
+nlohmann::ordered_json to_json(const peer::failure &told) {
+  peer::failure why = with_all_texts(told);
   return {{"ok", false},
           {"exit", static_cast<int>(why.code)},
           {"failure",
@@ -59,7 +62,7 @@ peer::exit_code complain(const peer::failure &why) {
     print(to_json(why));
   } else {
     bool color = colored();
-    fmt::print(stderr, "{}zolt:{} {}\n", color ? red : "", color ? plain : "", peer::describe(why));
+    fmt::print(stderr, "{}zolt:{} {}\n", color ? red : "", color ? plain : "", peer::describe(with_all_texts(why)));
   }
   return why.code;
 }

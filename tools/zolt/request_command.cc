@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+
 #include <memory>
 
+#include "peer/advice.h"
 #include "peer/keys.h"
 #include "peer/session.h"
+#include "peer/snmp.h"
 #include "zolt/commands.h"
 #include "zolt/connection.h"
 #include "zolt/json_replies.h"
@@ -19,8 +23,20 @@ struct request_options {
   std::vector<std::string> hex;
 };
 
-// Sends the requests one after the other, and hands on each reply as it comes.
+// What an SNMP agent says of itself in a reply that has been handed on like any other.
+peer::failure agent_failure(int64_t error) {
+  return {peer::exit_code::agent,
+          "ENCR",
+          fmt::format("the agent answered with the SNMP error {} ({})", peer::snmp_error_name(error), error),
+          "a reply without an error of the agent itself",
+          "what the request asked of the agent went wrong there",
+          "look at the agent's log on the device; again, or for fewer objects at a time"};
+}
+
+// Sends the requests one after the other, and hands on each reply as it comes. An agent that says that it
+// failed is asked the rest all the same; the first such failure is told at the end.
 peer::status converse(peer::session &session, const std::vector<payload> &payloads, json_replies &replies) {
+  peer::status result = peer::done;
   for (const payload &each : payloads) {
     peer::result<peer::bytes> reply = session.request(each.content);
     if (!reply) return reply.error();
@@ -29,8 +45,9 @@ peer::status converse(peer::session &session, const std::vector<payload> &payloa
     } else if (peer::status written = write_reply(each, *reply); !written) {
       return written;
     }
+    if (int64_t error = peer::snmp_agent_failure(*reply); error != 0 && result) result = agent_failure(error);
   }
-  return peer::done;
+  return result;
 }
 
 // The device serves nobody else until it is told that this is over, so that is done first and told last.
@@ -38,6 +55,7 @@ peer::status run_session(peer::session &session, const std::vector<payload> &pay
   if (peer::status opened = session.open(); !opened) return opened;
   peer::status conversed = converse(session, payloads, replies);
   peer::status closed = session.close();
+  if (session.agent_was_silent()) return peer::explain_silent_agent(conversed.error());
   return conversed ? closed : conversed;
 }
 
