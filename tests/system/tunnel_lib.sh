@@ -26,7 +26,8 @@ exchange() {
   exec 3>&-
 }
 
-# start_agent: snmpd on port 1161, with a table of 1,200 rows and an object that may be set.
+# start_agent WORD...: snmpd on port 1161, with a table of 1,200 rows and an object that may be set. The words
+# stand before its command.
 start_agent() {
   local snmpd=
   for snmpd in "$(command -v snmpd)" "$SOURCE/build/packages/snmpd/usr/sbin/snmpd" ""; do
@@ -41,7 +42,7 @@ sysDescr behind libsec
 pass_persist .1.3.6.1.4.1.8072.9999.1 $SOURCE/tests/system/table_agent.sh
 CONF
   export SNMP_PERSISTENT_DIR=$scratch/snmp MIBS=
-  start_program snmpd "$snmpd" -f -C -c "$scratch/snmpd.conf" -Lo
+  start_program snmpd "$@" "$snmpd" -f -C -c "$scratch/snmpd.conf" -Lo
   wait_for "NET-SNMP version" snmpd.out
 }
 
