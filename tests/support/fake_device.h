@@ -40,6 +40,9 @@ struct behaviour {
   std::function<bool(const std::string &signature, int nth)> lose;
   std::function<bytes(const bytes &request)> agent = [](const bytes &request) { return request; };
   std::chrono::milliseconds login_limit{10000};
+  // How long a connection is waited on in silence, and then left open, and how long its end is looked at
+  // before anything else is. 0: for ever, and not at all.
+  std::chrono::milliseconds patience{0};
 };
 
 class device {
@@ -69,6 +72,7 @@ class device {
   void run();
   void serve_datagram();
   void serve_connection();
+  void leave_connection();
   void drop_connection(bool reset);
   std::optional<outgoing> handle(const bytes &packet);
   std::optional<outgoing> handle_wake(const bytes &packet);

@@ -59,8 +59,10 @@ void device::run() {
   for (;;) {
     bool serving = connection_ >= 0;
     pollfd waiting[] = {{stop_[0], POLLIN, 0}, {serving ? connection_ : udp_, POLLIN, 0}, {listener_, POLLIN, 0}};
-    ::poll(waiting, serving ? 2 : 3, -1);
+    bool patient = !serving || how_.patience.count() == 0;
+    int ready = ::poll(waiting, serving ? 2 : 3, patient ? -1 : static_cast<int>(how_.patience.count()));
     if (waiting[0].revents != 0) return;
+    if (ready == 0) leave_connection();
     if (waiting[1].revents != 0) {
       serving ? serve_connection() : serve_datagram();
     } else if (!serving && waiting[2].revents != 0) {
@@ -95,19 +97,26 @@ void device::drop_connection(bool reset) {
   close_one(connection_);
 }
 
+// The device turns away from the connection and leaves it open.
+void device::leave_connection() {
+  close_one(left_behind_);
+  left_behind_ = std::exchange(connection_, -1);
+}
+
 void device::serve_connection() {
   uint8_t chunk[65536];
   ssize_t got = ::recv(connection_, chunk, sizeof chunk, 0);
-  if (got <= 0) return drop_connection(false);
+  if (got <= 0) {
+    std::this_thread::sleep_for(how_.patience);
+    return drop_connection(false);
+  }
   gathered_.insert(gathered_.end(), chunk, chunk + got);
   if (gathered_.size() < 6 || gathered_.size() < gathered_[4] * 256U + gathered_[5]) return;
   bytes packet;
   packet.swap(gathered_);
   std::optional<outgoing> made = handle(packet);
   if (!made) {
-    // A refused packet: the device turns away from the connection and leaves it open.
-    close_one(left_behind_);
-    left_behind_ = std::exchange(connection_, -1);
+    leave_connection();  // of a refused packet
     return;
   }
   delivery how = plan(made->kind);

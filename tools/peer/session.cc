@@ -208,8 +208,15 @@ result<bytes> session::run(const exchange &what) {
 }
 
 result<bytes> session::exchange_once(const exchange &what) {
+  // The connection that is replaced ends when the new one has served: a device that has not turned away
+  // from it yet would go on reading at its end for 5 s, and look at the new one only then.
+  std::unique_ptr<transport> replaced;
   if (transport_->is_stream() && clock::now() - last_used_ > options_.reconnect_after) {
-    if (status connected = connect(); !connected) return connected.error();
+    replaced = std::move(transport_);
+    if (status connected = connect(); !connected) {
+      transport_ = std::move(replaced);
+      return connected.error();
+    }
   }
   if (status paced = pace(); !paced) return paced.error();
   auto started = clock::now();
