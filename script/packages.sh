@@ -13,6 +13,7 @@ packages_for() {
       snmp) echo snmp ;;                                         # for snmpd itself see need_snmpd
       test) echo googletest libgmp-dev libssl-dev pkgconf python3 ;; # unit tests and their oracles
       shells) echo bash zsh fish ;;                               # the tests of the completions
+      clients) echo python3-pysnmp4 ;;                            # a further client of the tunnel's tests
       wireshark) echo tshark python3 ;;                           # the dissector's tests
       service) echo systemd ;;                                   # systemd-analyze; nothing is started
       asan) echo clang-14 libclang-rt-14-dev llvm-14 ;;          # sanitizers, with readable reports

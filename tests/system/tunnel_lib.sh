@@ -38,6 +38,8 @@ start_agent() {
   cat >"$scratch/snmpd.conf" <<CONF
 agentAddress udp:127.0.0.1:1161
 rwcommunity public 127.0.0.1
+createUser manager SHA "a pass phrase" AES "another phrase"
+rwuser manager priv
 sysDescr behind libsec
 pass_persist .1.3.6.1.4.1.8072.9999.1 $SOURCE/tests/system/table_agent.sh
 CONF

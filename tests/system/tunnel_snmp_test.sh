@@ -42,6 +42,46 @@ test_get_and_set_pass() {
   done
 }
 
+# A manager's own program, with a library of others.
+test_a_python_client_sees_the_same() {
+  local python transport
+  for python in python3 /usr/bin/python3 ""; do
+    [ -z "$python" ] || ! "$python" -c 'import pysnmp.hlapi' 2>/dev/null || break
+  done
+  [ -n "$python" ] || skip "there is no pysnmp (Debian package python3-pysnmp4)"
+  local client=("$python" "$SOURCE/tests/system/snmp_client.py")
+  local objects=("$table" .1.3.6.1.2.1.1.4.0 "set in Python")
+  start_agent
+  start_device --forward "$direct"
+  run_program direct "${client[@]}" "$direct" "${objects[@]}"
+  expect_status 0
+  expect_equal "$(grep -c ^bulk "$scratch/direct.out")" 1200 "count of objects"
+  expect "get ('1.3.6.1.2.1.1.4.0', 'set in Python')" direct.out
+  for transport in udp tcp; do
+    start_tunnel "--$transport"
+    run_program "$transport" "${client[@]}" "$tunnelled" "${objects[@]}"
+    expect_status 0
+    cmp "$scratch/direct.out" "$scratch/$transport.out" || fail "what the program reads over $transport differs"
+    stop_tunnel TERM 0
+  done
+}
+
+# Of version 3 the tunnel sees a message number only: what else there is in a message is enciphered.
+test_version_3_with_privacy_passes() {
+  start_agent
+  start_device --forward "$direct"
+  start_tunnel
+  local where
+  for where in "$direct" "$tunnelled"; do
+    run_program "v3-$where" snmpbulkwalk -v3 -l authPriv -u manager -a SHA -A "a pass phrase" -x AES \
+      -X "another phrase" -On -t 2 -r 2 "$where" "$table"
+    expect_status 0
+  done
+  expect_equal "$(wc -l <"$scratch/v3-$direct.out")" 1200 "count of objects"
+  cmp "$scratch/v3-$direct.out" "$scratch/v3-$tunnelled.out" || fail "the walk differs"
+  stop_tunnel TERM 0
+}
+
 # Ten sessions of half a second are what half an hour of 180 s is.
 no_request_is_lost() {
   start_agent

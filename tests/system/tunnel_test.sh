@@ -55,29 +55,10 @@ test_an_idle_tcp_connection_that_the_device_left_is_replaced() {
   stop_tunnel TERM 0
 }
 
-test_a_retry_joins_its_request() {
-  # shellcheck disable=SC2016 # the device's shell counts
-  start_device --exec "echo x >>$scratch/count; sleep 1.5; cat" --timeout 6000
-  start_tunnel --timeout 6
-  exec 3<>/dev/udp/127.0.0.1/10161
-  local i
-  for i in 1 2 3; do
-    printf 'once please' >&3
-    sleep 0.3
-  done
-  expect_equal "$(timeout 5 head -c 11 <&3)" "once please" reply
-  # The same from another client is another request.
-  exchange 'once please'
-  expect_equal "$reply" "once please" "reply to the other client"
-  exec 3>&-
-  stop_tunnel TERM 0
-  expect_equal "$(wc -l <"$scratch/count")" 2 "count of requests at the agent"
-  expect "2 retries of clients joined" tunnel.err
-}
-
-test_requests_of_several_clients_are_served_one_after_the_other() {
+# several_clients TRANSPORT: a packet leaves when the last one is answered, and not before.
+several_clients() {
   start_device --echo
-  start_tunnel
+  start_tunnel "$@" -vv
   local i
   for i in 1 2 3 4 5 6 7 8; do
     (
@@ -91,7 +72,13 @@ test_requests_of_several_clients_are_served_one_after_the_other() {
   done
   for i in 1 2 3 4 5 6 7 8; do expect_equal "$(cat "$scratch/reply$i")" "client $i" "reply $i"; done
   stop_tunnel TERM 0
+  local packets
+  packets=$(sed -nE 's/^(sent|got) +0000 .*/\1/p' "$scratch/tunnel.err" | paste -sd ' ')
+  expect_equal "$packets" "$(printf 'sent got %.0s' {1..11} | sed 's/ $//')" "order of the packets"
 }
+
+test_requests_of_several_clients_are_served_one_after_the_other_over_udp() { several_clients --udp; }
+test_requests_of_several_clients_are_served_one_after_the_other_over_tcp() { several_clients --tcp; }
 
 test_a_busy_device_is_waited_for_with_a_message() {
   start_device --echo
@@ -108,14 +95,6 @@ test_a_busy_device_is_waited_for_with_a_message() {
   refused=$(grep -c "Error getting session" "$scratch/device.out")
   [ "$refused" -ge 2 ] || fail "the device was not asked again"
   [ "$refused" -le $((SECONDS - before + 1)) ] || fail "$refused packets in $((SECONDS - before)) s"
-}
-
-test_a_device_that_is_not_there_is_given_up_at_the_start() {
-  make_keys "$keys"
-  run_program tunnel "$NATIVE/zolt" tunnel 127.0.0.1 --key "$keys/private.pem" --listen 127.0.0.1:10161 --wait 1 \
-    --timeout 0.5
-  expect_status 5
-  expect "no agent listens on that port" tunnel.err
 }
 
 test_a_device_that_starts_again_is_found_again() {
@@ -144,31 +123,35 @@ test_an_unanswered_request_is_no_obstacle_for_the_next() {
   stop_tunnel TERM 0
 }
 
-test_exec_gets_the_address_and_gives_its_status() {
-  start_device --echo
-  # shellcheck disable=SC2016 # the command's shell expands it
-  run_program exec "$NATIVE/zolt" tunnel 127.0.0.1 --key "$keys/private.pem" --listen 127.0.0.1:0 -v \
-    --exec 'echo "at $ZOLT_TUNNEL"; exit 42'
-  expect_status 42
-  expect "at 127.0.0.1:" exec.out
-  expect "LOUT" exec.err
+test_a_retry_after_a_failure_is_sent_again() {
+  # shellcheck disable=SC2016
+  start_device --exec 'cat >>'"$scratch/asked"'; [ "$(wc -l <'"$scratch/asked"')" -gt 1 ] || exit 1; echo done'
+  start_tunnel --timeout 1
+  exec 4<>/dev/udp/127.0.0.1/10161
+  printf 'again\n' >&4
+  wait_for "ENCR: no ENCR" tunnel.err
+  expect_equal "$(wc -l <"$scratch/asked")" 1 "requests before the retry"
+  printf 'again\n' >&4
+  expect_equal "$(timeout 8 head -n 1 <&4)" "done" reply
+  stop_tunnel TERM 0
 }
 
-test_a_signal_ends_the_command_too() {
-  start_device --echo
-  start_tunnel --exec 'echo "$$" >'"$scratch/number"'; exec sleep 60'
-  wait_for "" number
-  local number
-  number=$(cat "$scratch/number")
-  stop_tunnel TERM 143
-  ! kill -0 "$number" 2>/dev/null || fail "the command goes on"
+# get_request NUMBER: the bytes of an SNMP request with that number.
+get_request() {
+  printf '\x30\x23\x02\x01\x01\x04\x06public\xa0\x16\x02\x01\x0'"$1"'\x02\x01\x00\x02\x01\x00'
+  printf '\x30\x0b\x30\x09\x06\x05\x2b\x06\x01\x02\x01\x05\x00'
 }
 
-test_a_port_that_is_taken_is_named() {
-  start_device --echo
-  start_tunnel
-  run_program second "$NATIVE/zolt" tunnel 127.0.0.1 --key "$keys/private.pem" --listen 127.0.0.1:10161
-  expect_status 1
-  expect "Address already in use" second.err
+test_a_reply_to_another_request_is_not_handed_on() {
+  get_request 1 >"$scratch/first"
+  start_device --exec "cat >>$scratch/asked; cat $scratch/first"
+  start_tunnel --timeout 1
+  exec 4<>/dev/udp/127.0.0.1/10161
+  get_request 2 | dd bs=100 2>/dev/null >&4
+  expect_equal "$(timeout 2 head -c 1 <&4 | wc -c)" 0 "bytes of a reply"
+  wait_for "the reply answers another request" tunnel.err
+  get_request 1 | dd bs=100 2>/dev/null >&4
+  timeout 8 dd bs=100 count=1 <&4 >"$scratch/reply" 2>/dev/null
+  cmp "$scratch/first" "$scratch/reply" || fail "the right reply is not handed on"
   stop_tunnel TERM 0
 }
