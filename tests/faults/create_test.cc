@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "faults/failing_heap.h"
@@ -60,8 +61,6 @@ class CreateUnderFaults : public SessionTest {
         uses = failing + 1;  // the next creation meets no failure
         expect_recovery();
         if (!reached) return;
-        // A few are enough behind the first use.
-        if (error > 2 && failing > 0) error += 20;
       }
     }
   }
@@ -135,6 +134,48 @@ TEST_F(CreateUnderFaults, GetsockoptFails) {
     return hit() ? fail(error) : real_getsockopt(a, b, c, d, e);
   };
   expect_failures(2, "Couldn't get the receive buffer length\n|Couldn't get the send buffer length\n", true);
+}
+
+// Without its key file the plug-in starts all the same, open to everybody, as if there were none.
+TEST_F(CreateUnderFaults, FopenFails) {
+  const auto failing_fopen = [&](const char *path, const char *mode) {
+    if (!hit()) return real_fopen(path, mode);
+    errno = error;
+    return static_cast<FILE *>(nullptr);
+  };
+  for (error = 1; error <= ENOTCONN; ++error) {
+    uses = failing = 0;
+    reset_sessions();
+    calls->fopen = failing_fopen;
+    zolt_context *context = ZOLT_create();
+    calls->fopen = nullptr;
+    EXPECT_EQ(uses, 1);
+    ASSERT_NE(context, nullptr);
+    EXPECT_EQ(full_encryption, 0u);
+    EXPECT_EQ(security_sessions.rsa_n.limb_count, 0);
+    release(context);
+    expect_recovery();
+  }
+}
+
+// What was read to its end is good, whatever the end says.
+TEST_F(CreateUnderFaults, FcloseFails) {
+  for (error = 1; error <= ENOTCONN; ++error) {
+    uses = failing = 0;
+    reset_sessions();
+    calls->fclose = [&](FILE *stream) {
+      real_fclose(stream);
+      return hit() ? fail(error) : 0;
+    };
+    zolt_context *context = ZOLT_create();
+    calls->fclose = nullptr;
+    EXPECT_EQ(uses, 1);
+    ASSERT_NE(context, nullptr);
+    EXPECT_EQ(full_encryption, 1u);
+    EXPECT_EQ(to_hex(value_of(security_sessions.rsa_n)), to_hex(from_hex(vectors::modulus)));
+    release(context);
+    expect_recovery();
+  }
 }
 
 // No hook: the system itself has no descriptor left, for the first socket, the second, the key file.

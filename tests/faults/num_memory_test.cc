@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <libsec/num.h>
 
+#include <algorithm>
+#include <fstream>
 #include <functional>
 #include <string>
 
@@ -22,6 +24,7 @@ struct operands {
   number X, Y;
   number long_base{1, limb_list(32, 0xffffffff)};
   number modulus_1024{1, limb_list(32, 0x90000001)};
+  number long_exponent{1, limb_list(22, 0x80000000)};  // takes the widest window, and with it all slots
   number A{-1, {0xffffffff, 0x89abcdef, 0xffffffff, 0x01234567, 0, 0xfedcba98, 7, 0}};
   number B{1, {0xffffffff, 0x80000000, 3, 0}};
   number N{1, {0xfffffff1, 0xffffffff, 0x12345678, 0x9abcdef1, 0x80000001}};
@@ -74,6 +77,10 @@ const operation operations[] = {
      [](operands &o) { return num_exp_mod(&o.X, &o.long_base, &o.B, &o.N, nullptr); }},
     {"num_exp_mod of a base above a modulus of 1024 bits",
      [](operands &o) { return num_exp_mod(&o.X, &o.long_base, &o.B, &o.modulus_1024, &o.Y); }},
+    {"num_exp_mod modulo 1024 bits",
+     [](operands &o) { return num_exp_mod(&o.X, &o.N, &o.B, &o.modulus_1024, nullptr); }},
+    {"num_exp_mod with the widest window",
+     [](operands &o) { return num_exp_mod(&o.X, &o.A, &o.long_exponent, &o.N, nullptr); }},
     {"num_shift_r", [](operands &o) { return num_shift_r(&o.A, 33); }, false},
     {"num_swap", [](operands &o) { return num_swap(&o.A, &o.B); }, false},
     {"num_free", [](operands &o) { return num_free(&o.A, &o.B, static_cast<num *>(nullptr)); }, false},
@@ -160,6 +167,21 @@ TEST(NumMemory, EveryFailedAllocationIsReportedAndLeavesValidRecords) {
     }
     EXPECT_EQ(heap.held(), 0);
   }
+}
+
+// The list above leaves out none of the operations that the library exports.
+TEST(NumMemory, EveryExportedOperationIsAmongThem) {
+  std::ifstream symbols(LIBSEC_SYMBOLS);
+  int found = 0;
+  for (std::string kind, name; symbols >> kind >> name;) {
+    if (!name.starts_with("num_")) continue;
+    ++found;
+    EXPECT_TRUE(std::any_of(std::begin(operations), std::end(operations), [&](const operation &o) {
+      const std::string covered = std::string(o.name) + " ";
+      return covered.find(name + " ") != std::string::npos || covered.find(name + ",") != std::string::npos;
+    })) << name;
+  }
+  EXPECT_EQ(found, 25);
 }
 
 TEST(NumMemory, ACacheIsOnlyHandedOutWhenItIsWhole) {

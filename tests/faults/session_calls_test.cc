@@ -46,6 +46,12 @@ constexpr const char *beginnings[] = {
     "Error fcntl(..., F_GETFL) (",
     "Error fcntl(..., F_SETFL) (",
 };
+#if defined(LIBSEC_EVERY_ERROR)
+constexpr bool every_error = true;
+#else
+constexpr bool every_error = false;
+#endif
+
 // Not a line of its own: the next text follows on the same one.
 constexpr char late[] = "timed out waiting for the whole packet";
 
@@ -77,7 +83,7 @@ class SessionCalls : public ProtocolTest, public testing::WithParamInterface<boo
     if (r.result == 0) delivered = r.delivered();
     std::istringstream lines(r.output);
     for (std::string line; std::getline(lines, line);) EXPECT_TRUE(is_known(line)) << line;
-    EXPECT_TRUE(r.output.ends_with('\n'));
+    EXPECT_TRUE(r.output.empty() || r.output.ends_with('\n'));
     EXPECT_TRUE(r.result == 0 || r.result == -1);
     return r.output;
   }
@@ -147,10 +153,10 @@ TEST_P(SessionCalls, NoFailedCallStopsTheSessionAfterIt) {
   int runs = 0;
   for (const fallible_call &call : fallible_calls()) {
     for (const how_long length : both_lengths) {
-      bool reached = true;
-      for (int index = 0; reached; ++index) {
-        // Each error at the first use; one of them, in turn, at each further use.
-        const size_t errors = index == 0 ? call.errors.size() : 1;
+      bool reached = length == how_long::once || !call.only_for_once;
+      for (int index = 0; reached; index += call.stride) {
+        // Where machines are slow, each error at the first use and one of them, in turn, at each further use.
+        const size_t errors = every_error || index == 0 ? call.errors.size() : 1;
         for (size_t i = 0; i < errors && reached; ++i) {
           const int error = call.errors[(static_cast<size_t>(index) + i) % call.errors.size()];
           SCOPED_TRACE(std::string(call.name) + " " + std::to_string(index) + ": " + std::strerror(error));
@@ -164,7 +170,7 @@ TEST_P(SessionCalls, NoFailedCallStopsTheSessionAfterIt) {
       }
     }
   }
-  EXPECT_GT(runs, 100);
+  EXPECT_GT(runs, every_error ? 400 : 150);
 }
 
 TEST_P(SessionCalls, ReadsAndWritesOfAnyLengthAreBorne) {

@@ -72,6 +72,15 @@ WRAPPED(int, close, (int d), d)
 WRAPPED(void *, malloc, (size_t n), n)
 WRAPPED(void *, calloc, (size_t count, size_t n), count, n)
 WRAPPED(void, free, (void *memory), memory)
+WRAPPED(int, gettimeofday, (timeval * now, void *zone), now, zone)
+WRAPPED(ssize_t, getrandom, (void *to, size_t n, unsigned flags), to, n, flags)
+WRAPPED(ssize_t, read, (int d, void *to, size_t n), d, to, n)
+WRAPPED(FILE *, fopen, (const char *path, const char *mode), path, mode)
+WRAPPED(char *, fgets, (char *line, int size, FILE *stream), line, size, stream)
+WRAPPED(size_t, fread, (void *to, size_t size, size_t count, FILE *stream), to, size, count, stream)
+WRAPPED(int, fclose, (FILE * stream), stream)
+WRAPPED(int, puts, (const char *line), line)
+WRAPPED(char *, strerror, (int error), error)
 
 extern "C" int __real_fcntl(int descriptor, int command, ...);
 extern "C" int __wrap_fcntl(int descriptor, int command, ...);
@@ -86,4 +95,33 @@ extern "C" int __wrap_fcntl(int descriptor, int command, ...) {
   const long argument = va_arg(list, long);  // read even where none was passed: it is not used then
   va_end(list);
   return call(&call_hooks::fcntl, libsec::test::real_fcntl, descriptor, command, argument);
+}
+
+extern "C" int __real_open(const char *path, int flags, ...);
+extern "C" int __wrap_open(const char *path, int flags, ...);
+
+int libsec::test::real_open(const char *path, int flags, int mode) {
+  return __real_open(path, flags, mode);
+}
+
+extern "C" int __wrap_open(const char *path, int flags, ...) {
+  va_list list;
+  va_start(list, flags);
+  const int mode = va_arg(list, int);  // as above
+  va_end(list);
+  return call(&call_hooks::open, libsec::test::real_open, path, flags, mode);
+}
+
+extern "C" int __wrap_printf(const char *format, ...);
+
+int libsec::test::real_printf(const char *format, va_list arguments) {
+  return std::vprintf(format, arguments);
+}
+
+extern "C" int __wrap_printf(const char *format, ...) {
+  va_list list;
+  va_start(list, format);
+  const int result = call(&call_hooks::printf, libsec::test::real_printf, format, list);
+  va_end(list);
+  return result;
 }

@@ -10,9 +10,12 @@
 
 #include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/types.h>
 
+#include <cstdarg>
 #include <cstddef>
+#include <cstdio>
 #include <functional>
 
 namespace libsec::test {
@@ -38,6 +41,17 @@ struct call_hooks {
   std::function<void *(size_t length)> malloc;
   std::function<void *(size_t count, size_t length)> calloc;  // what compilers could make of malloc() and memset()
   std::function<void(void *memory)> free;
+  std::function<int(timeval *now, void *zone)> gettimeofday;
+  std::function<ssize_t(void *to, size_t length, unsigned flags)> getrandom;
+  std::function<int(const char *path, int flags, int mode)> open;
+  std::function<ssize_t(int descriptor, void *to, size_t length)> read;
+  std::function<FILE *(const char *path, const char *mode)> fopen;
+  std::function<char *(char *line, int size, FILE *stream)> fgets;
+  std::function<size_t(void *to, size_t size, size_t count, FILE *stream)> fread;
+  std::function<int(FILE *stream)> fclose;
+  std::function<int(const char *line)> puts;
+  std::function<int(const char *format, va_list arguments)> printf;
+  std::function<char *(int error)> strerror;
 };
 
 class hooked_calls {
@@ -70,5 +84,16 @@ ssize_t real_sendto(int descriptor, const void *from, size_t length, int flags, 
 void *real_malloc(size_t length);
 void *real_calloc(size_t count, size_t length);
 void real_free(void *memory);
+int real_gettimeofday(timeval *now, void *zone);
+ssize_t real_getrandom(void *to, size_t length, unsigned flags);
+int real_open(const char *path, int flags, int mode);
+ssize_t real_read(int descriptor, void *to, size_t length);
+FILE *real_fopen(const char *path, const char *mode);
+char *real_fgets(char *line, int size, FILE *stream);
+size_t real_fread(void *to, size_t size, size_t count, FILE *stream);
+int real_fclose(FILE *stream);
+int real_puts(const char *line);
+int real_printf(const char *format, va_list arguments);
+char *real_strerror(int error);
 
 }  // namespace libsec::test
