@@ -29,13 +29,22 @@ void num_mont_mul(num *A, const num *B, const num *N, num_limb constant, num *T)
     num_limbs_mul_add(n, N->limbs, d, u1);
     *d++ = u0;  // the limb is zero now and never read again
   }
-  std::memcpy(A->limbs, d, (static_cast<size_t>(n) + 1) * sizeof(num_limb));
-  // Deliberate: the subtraction whose result is thrown away makes both ways take the same time.
-  if (num_cmp_abs(A, N) >= 0) {
-    num_limbs_sub(n, N->limbs, A->limbs);
-  } else {
-    num_limbs_sub(n, A->limbs, T->limbs);
+  num_mont_subtract(A->limbs, d, N->limbs, n, T->limbs);
+}
+
+// Deliberate: the difference is always made, and a mask chooses. A branch that does a second, useless
+// subtraction in its other arm would take as long only where a comparison stops as early as another.
+void num_mont_subtract(num_limb *result, const num_limb *t, const num_limb *N, int32_t n, num_limb *difference) {
+  num_limb borrow = 0;
+  for (int32_t i = 0; i < n; ++i) {
+    const uint64_t wrapped = uint64_t{t[i]} - N[i] - borrow;
+    difference[i] = static_cast<num_limb>(wrapped);
+    borrow = static_cast<num_limb>(wrapped >> 63);
   }
+  const uint64_t top = uint64_t{t[n]} - borrow;
+  const num_limb keep = num_limb{0} - static_cast<num_limb>(top >> 63);
+  for (int32_t i = 0; i < n; ++i) result[i] = (t[i] & keep) | (difference[i] & ~keep);
+  result[n] = (t[n] & keep) | (static_cast<num_limb>(top) & ~keep);
 }
 
 void num_mont_reduce(num *A, const num *N, num_limb constant, num *T) {

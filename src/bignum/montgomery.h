@@ -14,6 +14,10 @@ num_limb num_mont_constant(num_limb lowest);
 // A has N's limb_count + 1 limbs or more, T twice as many. `constant` is num_mont_constant() of N.
 void num_mont_mul(num *A, const num *B, const num *N, num_limb constant, num *T);
 
+// The end of a product: result = t - N if t is not below N, else t, with the same instructions either way.
+// t and result have n + 1 limbs, N has n, and so has `difference`, which is written to; none is another.
+void num_mont_subtract(num_limb *result, const num_limb *t, const num_limb *N, int32_t n, num_limb *difference);
+
 // A = A / R mod N.
 void num_mont_reduce(num *A, const num *N, num_limb constant, num *T);
 
