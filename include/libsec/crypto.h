@@ -3,6 +3,12 @@
  * Primitives: XTEA and the encryption of buffers with it, SHA-256, CRC-16, and the HAVEGE random
  * generator. None of them reports an error.
  *
+ * Time: XTEA, SHA-256 and CRC-16 have no branch and no address that depends on the bytes of their
+ * message or key; their time tells lengths and counts of rounds. Not constant-time are encrypt() and
+ * decrypt() in one point, for they leave out writing schedule tables that hold the key already, so
+ * that the time tells whether a key is the one used last; and HAVEGE altogether, which is branches and
+ * addresses that depend on its secret state by design.
+ *
  * Some C libraries, musl among them, declare another `encrypt` in <unistd.h>. A program that needs
  * that header beside this one renames theirs:
  *

@@ -20,8 +20,11 @@
  * Results: 0, or the first NUM_ERR_ code that was met. After a failure the destination is
  * valid (it can be used again and freed) and holds an unspecified value.
  *
- * Time: apart from the modular product inside num_exp_mod(), nothing here is
- * constant-time. Lengths, comparisons and divisions reveal their operands' sizes and more.
+ * Time: one thing takes the same steps whatever the values are, the subtraction of the modulus at the
+ * end of num_exp_mod()'s products: it is always done, and its result chosen by a mask. Nothing else
+ * here is constant-time. Sizes follow the significant limbs, comparisons end at the first limb that
+ * differs, division corrects its estimates, carries run as far as they go, and allocations take what
+ * time the heap takes. num_exp_mod() says more about its own.
  */
 #ifndef LIBSEC_NUM_H
 #define LIBSEC_NUM_H
@@ -156,6 +159,12 @@ LIBSEC_CHECKED LIBSEC_FUNCTION int32_t num_mod_num(num *R, const num *A, const n
  * limbs, the value is stored there and its array belongs to the caller (num_free()); when it
  * holds limbs, they are used without a check. A cache therefore belongs to one modulus: the
  * value and its allocated limb count.
+ *
+ * Time: the bits of E from its highest one on decide how many products are made, and which of the
+ * prepared powers is read for each: its length and the places of its zeros show in the time, and the
+ * powers' addresses in caches that somebody else shares. Modulo 32 limbs (1024 bits, the size of the
+ * protocol) a product itself has no branch and no address that depends on a value; modulo other sizes
+ * carries do. The base and N show their size, and whether the base had to be reduced.
  *
  * X may be A, but none of E, N and RR. A negative A that num_cmp_num() puts below N counts by its
  * magnitude, every other A by its residue; E counts by its magnitude.
