@@ -63,7 +63,10 @@ extern "C" int open(const char *path, int flags, ...) {
     errno = ENOENT;
     return -1;
   }
-  if (random_device != nullptr && std::strcmp(path, "/dev/urandom") == 0) path = random_device;
+  if (std::strcmp(path, "/dev/urandom") == 0) {
+    random_device_flags = flags;
+    if (random_device != nullptr) path = random_device;
+  }
   unsigned permissions = 0;
   if ((flags & O_CREAT) != 0) {
     va_list arguments;

@@ -30,5 +30,6 @@ class fake_kernel_random {
 // For what no mode gives: a function in the place of getrandom(), and a file in the place of /dev/urandom.
 inline ssize_t (*getrandom_hook)(uint8_t *bytes, size_t length) = nullptr;
 inline const char *random_device = nullptr;
+inline int random_device_flags = 0;  // what /dev/urandom was opened with last
 
 }  // namespace libsec::test

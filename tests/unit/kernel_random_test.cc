@@ -105,6 +105,11 @@ TEST_F(KernelRandom, ADeviceThatIsAnEmptyFileEndsTheReading) {
   EXPECT_EQ(ask(nothing, "/dev/null"), 0u);
 }
 
+TEST_F(KernelRandom, TheDeviceIsOpenedForReadingAndIsNoChilds) {
+  EXPECT_EQ(ask(nothing, "/dev/zero"), some);
+  EXPECT_EQ(libsec::test::random_device_flags, O_RDONLY | O_CLOEXEC);
+}
+
 TEST_F(KernelRandom, TheDeviceIsClosedAgain) {
   const int before = lowest_free_descriptor();
   EXPECT_EQ(ask(nothing, "/dev/zero"), some);
