@@ -52,15 +52,7 @@ struct model {
   }
 };
 
-FILE *opened_file = nullptr;
-
 }  // namespace
-
-extern "C" FILE *__wrap_fopen(const char *, const char *);
-extern "C" FILE *__wrap_fopen(const char *, const char *) {
-  opened_file = content.empty() ? tmpfile() : fmemopen(content.data(), content.size(), "rb");
-  return opened_file;
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   using namespace libsec::test;
@@ -70,6 +62,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   reset_sessions();
   model expected;
   expected.read();
+  FILE *opened_file = nullptr;
+  hooked_calls calls;
+  calls->fopen = [&](const char *, const char *) {
+    return opened_file = content.empty() ? tmpfile() : fmemopen(content.data(), content.size(), "rb");
+  };
   const int32_t result = session_init(0);
   fuzz::require(result == 0, "a file that can be opened is read");
   fuzz::require(full_encryption == (expected.too_long ? 0u : 1u),
