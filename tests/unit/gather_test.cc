@@ -198,7 +198,6 @@ TEST_F(Gather, FlagsThatCannotBeReadOrSetAreNoData) {
   }
 }
 
-// The peer's connection itself is sound, so it was accepted: the failure is the read's.
 TEST_F(Gather, FlagsThatAreAllOffAreNoFailure) {
   tcp_peer peer(context);
   peer.send(plain_packet(20));
@@ -208,6 +207,7 @@ TEST_F(Gather, FlagsThatAreAllOffAreNoFailure) {
   EXPECT_EQ(receive().delivered(), plain_packet(20));
 }
 
+// The peer's connection itself is sound, so it was accepted: the failure is the read's.
 TEST_F(Gather, WhenEveryFcntlFailsTheReadFailsAndNotTheAccept) {
   tcp_peer peer(context);
   peer.send(plain_packet(16));
