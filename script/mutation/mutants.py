@@ -59,8 +59,9 @@ class Finder:
     def add(self, start, end, text, kind):
         line = self.source.count("\n", 0, start) + 1
         column = start - self.source.rfind("\n", 0, start)
-        old = " ".join(self.source[start:end].split())
-        self.found.append(Mutant(self.file, start, end, text, kind, line, column, f"{old} -> {text}" if text else f"without {old}"))
+        old, new = " ".join(self.source[start:end].split()), " ".join(text.split())
+        change = f"{old} -> {new}" if new else f"without {old}"
+        self.found.append(Mutant(self.file, start, end, text, kind, line, column, change))
 
     # The index of the token that closes what token i opens.
     def closing(self, i):
