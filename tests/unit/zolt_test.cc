@@ -318,6 +318,10 @@ TEST_F(Zolt, AFullOutputEndsWithOneAndTheSessionIsLoggedOut) {
   EXPECT_EQ(made.exit, 1);
   EXPECT_TRUE(has(made.err, "standard output cannot be written")) << made.err;
   EXPECT_TRUE(there->idle());
+  made = run(request(*there, {"--json", "x"}), "", "/dev/full");
+  EXPECT_EQ(made.exit, 1);
+  EXPECT_TRUE(has(made.err, "standard output cannot be written")) << made.err;
+  EXPECT_TRUE(there->idle());
 }
 
 }  // namespace

@@ -2,15 +2,14 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <optional>
+#include <functional>
 
-#include "peer/key_log.h"
 #include "peer/session.h"
 #include "zolt/narration.h"
 
 namespace zolt {
 
-// What every command that opens a session asks for.
+// What every command that opens sessions asks for.
 struct connection_options {
   std::string host;
   std::string key_file;
@@ -25,14 +24,23 @@ struct connection_options {
 // Adds them to a command: HOST as its first positional argument.
 void add_connection_options(CLI::App &command, connection_options &options);
 
+// The same without HOST.
+void add_session_options(CLI::App &command, connection_options &options);
+
 // The file for the keys of all sessions, from --keylog or, when that is empty, from ZOLT_KEYLOG.
 std::string &key_log_name();
+
+// Takes the key of each session; empty when no key log is asked for. Several threads may share it.
+using key_log_sink = std::function<void(uint32_t session_id, peer::byte_view key)>;
+
+// Opens the key log, if there is to be one, and warns of it.
+peer::result<key_log_sink> open_key_log();
 
 // What a session runs with; outlives it.
 class session_setup {
  public:
-  // `stop` is that of peer::session_options.
-  session_setup(const connection_options &chosen, int stop);
+  // `stop` is that of peer::session_options; `label` begins each line of the narration.
+  session_setup(const connection_options &chosen, int stop, std::string label = {});
   session_setup(const session_setup &) = delete;
   session_setup &operator=(const session_setup &) = delete;
 
@@ -41,9 +49,6 @@ class session_setup {
 
   peer::session_options options;
   narrator voice;
-
- private:
-  std::optional<peer::key_log> key_log_;
 };
 
 }  // namespace zolt

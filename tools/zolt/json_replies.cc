@@ -10,12 +10,12 @@ void json_replies::add(peer::byte_view reply) {
   all_.push_back({{"hex", peer::to_hex(reply)}, {"text", peer::text_of(reply)}});
 }
 
-void json_replies::show(const peer::status &ran, const narrator &voice) const {
+nlohmann::ordered_json json_replies::object(const peer::status &ran, const narrator &voice) const {
   nlohmann::ordered_json object = {{"ok", true}, {"exit", 0}};
   if (!ran) object = to_json(ran.error());
   object["replies"] = all_;
   object["steps"] = voice.steps();
-  print(object);
+  return object;
 }
 
 }  // namespace zolt

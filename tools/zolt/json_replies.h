@@ -12,8 +12,8 @@ class json_replies {
  public:
   void add(peer::byte_view reply);
 
-  // Writes "ok", "exit", "replies" and "steps", and after a failure "failure".
-  void show(const peer::status &ran, const narrator &voice) const;
+  // "ok", "exit", "replies" and "steps", and after a failure "failure".
+  nlohmann::ordered_json object(const peer::status &ran, const narrator &voice) const;
 
  private:
   nlohmann::ordered_json all_ = nlohmann::ordered_json::array();

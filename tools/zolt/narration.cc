@@ -28,18 +28,22 @@ std::string narrator::line(const peer::step_report &report) const {
 
 void narrator::on_step(const peer::step_report &report) {
   if (keeping_) kept_.push_back(report);
-  if (output().verbosity > 0) fmt::print(stderr, "{}\n", line(report));
+  if (output().verbosity > 0) fmt::print(stderr, "{}{}\n", label_, line(report));
 }
 
 void narrator::on_note(const std::string &text) {
-  if (output().verbosity > 0) fmt::print(stderr, "note     {}\n", text);
+  if (output().verbosity > 0) fmt::print(stderr, "{}note     {}\n", label_, text);
 }
 
 void narrator::on_packet(bool outgoing, peer::byte_view packet) {
   if (output().verbosity < 2) return;
   for (size_t at = 0; at < packet.size(); at += bytes_a_line) {
     peer::byte_view row = packet.subspan(at, std::min(bytes_a_line, packet.size() - at));
-    fmt::print(stderr, "{:<7}  {:04x}  {}\n", at != 0 ? "" : outgoing ? "sent" : "got", at, peer::to_hex(row));
+    fmt::print(stderr, "{}{:<7}  {:04x}  {}\n", label_,
+               at != 0    ? ""
+               : outgoing ? "sent"
+                          : "got",
+               at, peer::to_hex(row));
   }
 }
 

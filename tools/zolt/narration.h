@@ -11,7 +11,9 @@ namespace zolt {
 // Keeps a session's steps, and tells them on standard error, one line each, as far as that is wanted.
 class narrator final : public peer::session_observer {
  public:
-  explicit narrator(peer::endpoint device) : device_(std::move(device)) {}
+  // `label` begins each line that is told, where several sessions go on at once.
+  explicit narrator(peer::endpoint device, std::string label = {})
+      : device_(std::move(device)), label_(std::move(label)) {}
   void on_step(const peer::step_report &report) override;
   void on_note(const std::string &text) override;
   void on_packet(bool outgoing, peer::byte_view packet) override;
@@ -26,6 +28,7 @@ class narrator final : public peer::session_observer {
 
  private:
   peer::endpoint device_;
+  std::string label_;
   bool keeping_ = false;
   std::vector<peer::step_report> kept_;
 };

@@ -4,8 +4,10 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
+#include <system_error>
 
 #include "zolt/failure_texts.h"
 
@@ -15,14 +17,14 @@ namespace {
 constexpr const char *red = "\x1b[1;31m";
 constexpr const char *plain = "\x1b[0m";
 
+}  // namespace
+
 // NO_COLOR counts when it is there and not empty; --color counts more.
-bool colored() {
+bool colored(int descriptor) {
   if (output().color != "auto") return output().color == "always";
   const char *refused = std::getenv("NO_COLOR");
-  return (refused == nullptr || *refused == '\0') && ::isatty(STDERR_FILENO) != 0;
+  return (refused == nullptr || *refused == '\0') && ::isatty(descriptor) != 0;
 }
-
-}  // namespace
 
 output_options &output() {
   static output_options chosen;
@@ -54,14 +56,19 @@ nlohmann::ordered_json to_json(const peer::failure &told) {
 void print(const nlohmann::ordered_json &object) {
   std::string line = object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
   fmt::print("{}\n", line);
-  std::fflush(stdout);
+  flush_output();
+}
+
+void flush_output() {
+  if (std::fflush(stdout) != 0)
+    throw std::system_error(errno, std::generic_category(), "standard output cannot be written");
 }
 
 peer::exit_code complain(const peer::failure &why) {
   if (output().json) {
     print(to_json(why));
   } else {
-    bool color = colored();
+    bool color = colored(STDERR_FILENO);
     fmt::print(stderr, "{}zolt:{} {}\n", color ? red : "", color ? plain : "", peer::describe(with_all_texts(why)));
   }
   return why.code;

@@ -9,7 +9,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "peer/advice.h"
 #include "peer/payload.h"
+#include "peer/snmp.h"
 
 namespace zolt {
 namespace {
@@ -48,10 +50,28 @@ std::string fit_for_terminal(peer::byte_view reply) {
   return shown;
 }
 
+// What an SNMP agent says of itself in a reply that has been handed on like any other.
+peer::failure agent_failure(int64_t error) {
+  return {peer::exit_code::agent,
+          "ENCR",
+          fmt::format("the agent answered with the SNMP error {} ({})", peer::snmp_error_name(error), error),
+          "a reply without an error of the agent itself",
+          "what the request asked of the agent went wrong there",
+          "look at the agent's log on the device; again, or for fewer objects at a time"};
+}
+
 }  // namespace
 
-peer::result<std::vector<payload>> read_payloads(const std::vector<std::string> &texts,
-                                                 const std::vector<std::string> &hex) {
+void add_payload_options(CLI::App &command, payload_options &options) {
+  auto *texts = command.add_option("PAYLOAD", options.texts, "Requests, as they are; - reads one from standard input");
+  command.add_option("--hex", options.hex, "Requests in hexadecimal digits, instead of PAYLOAD; so are the replies")
+      ->type_name("HEX")
+      ->allow_extra_args(false)
+      ->excludes(texts);
+}
+
+peer::result<std::vector<payload>> read_payloads(const payload_options &options) {
+  const std::vector<std::string> &texts = options.texts;
   std::vector<payload> payloads;
   if (std::count(texts.begin(), texts.end(), "-") > 1)
     return usage("standard input (-) is named more than once", "at most one -");
@@ -64,7 +84,7 @@ peer::result<std::vector<payload>> read_payloads(const std::vector<std::string> 
     if (!content) return content.error();
     payloads.push_back({form::raw, std::move(*content)});
   }
-  for (const std::string &digits : hex) {
+  for (const std::string &digits : options.hex) {
     std::optional<peer::bytes> content = peer::from_hex(digits);
     if (!content) return usage(fmt::format("--hex \"{}\" is no byte string", digits), "pairs of hexadecimal digits");
     payloads.push_back({form::hex, std::move(*content)});
@@ -76,6 +96,21 @@ peer::result<std::vector<payload>> read_payloads(const std::vector<std::string> 
                    "requests that fit the device's buffer");
   }
   return payloads;
+}
+
+peer::status converse(peer::session &session, const std::vector<payload> &payloads, const reply_handler &take) {
+  if (peer::status opened = session.open(); !opened) return opened;
+  peer::status conversed = peer::done, agent = peer::done;
+  for (const payload &each : payloads) {
+    peer::result<peer::bytes> reply = session.request(each.content);
+    conversed = reply ? take(each, *reply) : peer::status(reply.error());
+    if (!conversed) break;
+    if (int64_t error = peer::snmp_agent_failure(*reply); error != 0 && agent) agent = agent_failure(error);
+  }
+  if (conversed) conversed = agent;
+  peer::status closed = session.close();
+  if (session.agent_was_silent()) return peer::explain_silent_agent(conversed.error());
+  return conversed ? closed : conversed;
 }
 
 peer::status write_reply(const payload &request, peer::byte_view reply) {

@@ -2,11 +2,12 @@
 // What is asked, and how the reply to it is written.
 #pragma once
 
+#include <CLI/CLI.hpp>
+#include <functional>
 #include <string>
 #include <vector>
 
-#include "peer/bytes.h"
-#include "peer/result.h"
+#include "peer/session.h"
 
 namespace zolt {
 
@@ -21,9 +22,23 @@ struct payload {
   peer::bytes content;
 };
 
-// The requests of a command line: texts, of which one "-" means all of standard input, or else hex.
-peer::result<std::vector<payload>> read_payloads(const std::vector<std::string> &texts,
-                                                 const std::vector<std::string> &hex);
+// The requests as a command line names them: texts, of which one "-" means all of standard input, or else hex.
+struct payload_options {
+  std::vector<std::string> texts;
+  std::vector<std::string> hex;
+  bool empty() const { return texts.empty() && hex.empty(); }
+};
+
+// Adds them to a command: PAYLOAD, as its last positional arguments, and --hex.
+void add_payload_options(CLI::App &command, payload_options &options);
+
+peer::result<std::vector<payload>> read_payloads(const payload_options &options);
+
+// Sends the requests one after the other in a session of their own, and hands on each reply as it comes. The
+// device serves nobody else until it is told that this is over, so that is done first, and told last. An agent that
+// says that it failed is asked the rest all the same; the first such failure is the result.
+using reply_handler = std::function<peer::status(const payload &request, peer::byte_view reply)>;
+peer::status converse(peer::session &session, const std::vector<payload> &payloads, const reply_handler &take);
 
 // Writes a reply to standard output. On a terminal, characters that could command it are shown as \xNN.
 peer::status write_reply(const payload &request, peer::byte_view reply);

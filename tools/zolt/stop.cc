@@ -14,13 +14,10 @@ namespace {
 volatile sig_atomic_t caught = 0;
 int ends[2] = {-1, -1};
 
-// Nobody reads the pipe: once it is readable it stays so.
 void on_signal(int number) {
   int error = errno;
   if (number != SIGCHLD && caught == 0) caught = number;
-  if (::write(ends[1], "", 1) < 0) {
-    // The pipe is full, so it is readable.
-  }
+  request_stop();
   errno = error;
 }
 
@@ -41,6 +38,13 @@ int catch_signals() {
 
 void catch_child_end() {
   handle(SIGCHLD, SA_NOCLDSTOP);
+}
+
+// Nobody reads the pipe: once it is readable it stays so.
+void request_stop() {
+  if (::write(ends[1], "", 1) < 0) {
+    // The pipe is full, so it is readable.
+  }
 }
 
 int caught_signal() {

@@ -11,6 +11,9 @@ int catch_signals();
 // The same for the end of a child process, after catch_signals().
 void catch_child_end();
 
+// Makes the descriptor readable, as a signal does, from any thread.
+void request_stop();
+
 // The first signal of the two that came, or 0.
 int caught_signal();
 
