@@ -32,6 +32,7 @@ for command in ping request decode completion "key generate" "key show" "key che
   # shellcheck disable=SC2086 # two words
   documents zolt.1 -- "$zolt" $command
 done
+documents zolt.1 -- "$zolt" fleet
 documents zolt-tunnel.1 zolt.1 -- "$zolt" tunnel
 documents zolt-host.8 -- "$host"
 

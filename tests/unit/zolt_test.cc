@@ -83,6 +83,7 @@ TEST_F(Zolt, HelpShowsThreeExamplesOfEveryCommand) {
     EXPECT_TRUE(has(help.out, "\n  " + std::string(status))) << help.out;
   for (const auto &command : {std::vector<std::string>{"request"},
                               {"ping"},
+                              {"fleet"},
                               {"tunnel"},
                               {"key", "generate"},
                               {"key", "show"},

@@ -44,6 +44,7 @@ int run(int argc, char **argv) {
   zolt::add_tunnel_command(app, exit);
   zolt::add_decode_command(app, exit);
   zolt::add_completion_command(app, exit);
+  zolt::add_fleet_command(app, exit);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
