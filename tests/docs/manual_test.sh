@@ -33,6 +33,7 @@ for command in ping request decode completion "key generate" "key show" "key che
   documents zolt.1 -- "$zolt" $command
 done
 documents zolt.1 -- "$zolt" fleet
+documents zolt.1 -- "$zolt" bench
 documents zolt-tunnel.1 zolt.1 -- "$zolt" tunnel
 documents zolt-host.8 -- "$host"
 

@@ -15,8 +15,12 @@ if(TARGET zolt)
   libsec_unit_test(
     zolt zolt_failures_test.cc zolt_key_test.cc zolt_test.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_cipher.cc
     ${CMAKE_SOURCE_DIR}/tests/support/fake_device.cc ${CMAKE_SOURCE_DIR}/tests/support/fake_device_sockets.cc)
-  # Fleets: the program, and those of its parts that need nothing around them.
-  target_sources(zolt_test PRIVATE zolt_fleet_test.cc zolt_targets_test.cc ${CMAKE_SOURCE_DIR}/tools/zolt/fleet_targets.cc)
+  # Fleets and measurements: the program, and those of its parts that need nothing around them.
+  target_sources(
+    zolt_test
+    PRIVATE zolt_bench_test.cc zolt_fleet_test.cc zolt_histogram_test.cc zolt_targets_test.cc
+            ${CMAKE_SOURCE_DIR}/tools/zolt/bench_histogram.cc ${CMAKE_SOURCE_DIR}/tools/zolt/bench_svg.cc
+            ${CMAKE_SOURCE_DIR}/tools/zolt/fleet_targets.cc)
   target_link_libraries(zolt_test PRIVATE peer fmt::fmt nlohmann_json::nlohmann_json)
   target_compile_definitions(zolt_test PRIVATE ZOLT_PROGRAM="$<TARGET_FILE:zolt>"
                              ZOLT_FAILURES="${CMAKE_CURRENT_SOURCE_DIR}/zolt_failures.tsv")

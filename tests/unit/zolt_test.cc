@@ -84,6 +84,7 @@ TEST_F(Zolt, HelpShowsThreeExamplesOfEveryCommand) {
   for (const auto &command : {std::vector<std::string>{"request"},
                               {"ping"},
                               {"fleet"},
+                              {"bench"},
                               {"tunnel"},
                               {"key", "generate"},
                               {"key", "show"},

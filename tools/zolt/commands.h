@@ -9,6 +9,7 @@
 
 namespace zolt {
 
+void add_bench_command(CLI::App &app, peer::exit_code &exit);
 void add_fleet_command(CLI::App &app, peer::exit_code &exit);
 void add_key_command(CLI::App &app, peer::exit_code &exit);
 void add_key_check_command(CLI::App &key, peer::exit_code &exit);  // of the command key

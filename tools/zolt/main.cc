@@ -45,6 +45,7 @@ int run(int argc, char **argv) {
   zolt::add_decode_command(app, exit);
   zolt::add_completion_command(app, exit);
   zolt::add_fleet_command(app, exit);
+  zolt::add_bench_command(app, exit);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError &error) {
