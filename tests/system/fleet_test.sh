@@ -64,8 +64,9 @@ test_an_interruption_logs_out_and_names_the_rest() {
     -v --timeout 5 "one" "two" "three"
   local asking=$pid
   for ((number = 0; number < 400; number++)); do
-    [ "$(grep -c "ENCR  " "$scratch/fleet.err")" -lt 2 ] || break
-    sleep 0.02
+    # Both have answered once, and have two more requests to come, each of a second.
+    [ "$(sed -n 's/  ENCR .*//p' "$scratch/fleet.err" 2>/dev/null | sort -u | wc -l)" -lt 2 ] || break
+    sleep 0.05
   done
   kill -INT "$asking"
   wait_end "$asking" 10
@@ -75,7 +76,7 @@ test_an_interruption_logs_out_and_names_the_rest() {
     expect "$(address $number):161 130" got
   done
   expect_equal "$(wc -l <"$scratch/got")" 6 "count of lines"
-  expect_equal "$(grep -c "130 one$" "$scratch/got")" 2 "count of devices whose first reply is kept"
+  expect_equal "$(grep -cE "130 one( two)?$" "$scratch/got")" 2 "count of devices whose first reply is kept"
   expect_equal "$(grep -c "interrupted before it was asked" "$scratch/fleet.out")" 4 "count of devices that were not asked"
   expect "fleet    6 devices: 6 interrupted" fleet.err
   # Whoever holds a session refuses the next one.
