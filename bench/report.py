@@ -100,6 +100,15 @@ def session_table(folder):
                f"| {float(session):.0f} us | {float(each):.1f} us | {failures} |")
 
 
+def tunnel_table(folder):
+    yield "| beside a direct session | direct round trip | added: median | 99 % within | 99 % of direct ones | failures |"
+    yield "|---|---:|---:|---:|---:|---:|"
+    for line in lines(os.path.join(folder, "tunnel.tsv")):
+        name, direct, added, late, spread, _, failures = line.split("\t")
+        numbers = " | ".join(f"{float(number):.0f} us" for number in (direct, added, late, spread))
+        yield f"| {name} | {numbers} | {failures} |"
+
+
 def processor():
     for line in lines("/proc/cpuinfo"):
         if line.startswith("model name"):
@@ -157,7 +166,8 @@ def plot(panels):
 
 def main(folder, ceilings):
     instructions, peers = list(instruction_rows(folder, ceilings)), peer_rows(folder)
-    parts = [machine(), instruction_table(instructions), peer_table(peers), session_table(folder), peers_in_full(peers)]
+    parts = [machine(), instruction_table(instructions), peer_table(peers), session_table(folder), tunnel_table(folder),
+             peers_in_full(peers)]
     with open(os.path.join(folder, "table.md"), "w") as file:
         file.write("\n\n".join("\n".join(part) for part in parts) + "\n")
     with open(os.path.join(folder, "plot.svg"), "w") as file:

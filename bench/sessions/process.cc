@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <utility>
 
 namespace bench {
 namespace {
@@ -44,6 +45,13 @@ process::~process() {
   if (id_ <= 0) return;
   kill(id_, SIGKILL);
   waitpid(id_, nullptr, 0);
+}
+
+bool process::end() {
+  int status = -1;
+  kill(id_, SIGTERM);
+  waitpid(std::exchange(id_, 0), &status, 0);
+  return status == 0;
 }
 
 double processor_us(pid_t id) {

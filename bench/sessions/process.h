@@ -18,6 +18,7 @@ class process {
   process(const process &) = delete;
   process &operator=(const process &) = delete;
   pid_t id() const { return id_; }
+  bool end();  // as SIGTERM does; true when it ended well
 
  private:
   pid_t id_;
