@@ -69,6 +69,7 @@ get_three='for row in 11 222 1111; do
   [ "$again" -lt 10 ] || exit 4
 done'
 
+# One payload a session: over UDP nothing would tell a doubled reply from that to the next one.
 try_tool() { # TOOL TRANSPORT
   local text="over a bad link $RANDOM"
   case $1 in

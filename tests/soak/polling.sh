@@ -28,7 +28,8 @@ poll() {
   stop_tunnel TERM 0
   sessions=$(grep -c ^WAKE "$scratch/tunnel.err")
   expect_equal "$(grep -c ^LOUT "$scratch/tunnel.err")" "$sessions" "count of logouts"
-  echo "$*: $asked requests in $SECONDS s, none lost, $((sessions - 1)) renewals; the slowest took $slowest ms with its program"
+  echo "$*: $asked requests in $SECONDS s, none lost, $((sessions - 1)) renewals;" \
+    "the slowest took $slowest ms with its program"
 }
 
 polling_udp() { poll --udp; }
