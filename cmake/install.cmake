@@ -35,3 +35,10 @@ install(
     set(bindir \"${CMAKE_INSTALL_BINDIR}\")
     set(sbindir \"${CMAKE_INSTALL_SBINDIR}\")")
 install(SCRIPT cmake/install_units.cmake)
+
+# The dissector, where the packaged Wireshark looks for those of the whole machine. It is the management
+# station's, as zolt is.
+if(TARGET zolt)
+  install(FILES wireshark/zolt.lua DESTINATION ${CMAKE_INSTALL_LIBDIR}/wireshark/plugins)
+  install(FILES wireshark/README.md DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/zolt RENAME wireshark.md)
+endif()

@@ -15,10 +15,12 @@ packages_for() {
       shells) echo bash zsh fish ;;                               # the tests of the completions
       clients) echo python3-pysnmp4 ;;                            # a further client of the tunnel's tests
       wireshark) echo tshark python3 ;;                           # the dissector's tests
+      root) echo debootstrap ;;                                   # script/debian-root
+      package) echo debhelper dpkg-dev build-essential ;;          # script/package
       service) echo systemd ;;                                   # systemd-analyze; nothing is started
       asan) echo clang-14 libclang-rt-14-dev llvm-14 ;;          # sanitizers, with readable reports
       mips) echo g++-mips-linux-gnu qemu-user make ca-certificates ;; # big-endian MIPS builds, and their runs
-      check) echo clang-14 clang-format-14 clang-tidy-14 shellcheck abigail-tools git python3 ;; # script/check
+      check) echo clang-14 clang-format-14 clang-tidy-14 shellcheck abigail-tools git python3 lintian ;; # script/check
       # what the library is measured beside
       bench)
         echo libgmp-dev libssl-dev libbotan-2-dev libtomcrypt-dev libtommath-dev libcrypto++-dev libwolfssl-dev
