@@ -25,3 +25,18 @@ test_the_host_in_twenty_lines_serves_a_session() {
   expect "hello from the README" request.out
   kill "$device"
 }
+
+# Without the first command: the programs are those of the build.
+test_the_five_minutes_reach_an_emulated_device() {
+  command -v snmpget >/dev/null || skip "there is no snmpget (Debian package snmp)"
+  [ -x "$SOURCE/build/packages/snmpd/usr/sbin/snmpd" ] || command -v snmpd >/dev/null || skip "there is no snmpd (Debian package snmpd)"
+  sed -n '/^## Five minutes/,/^```$/p' "$SOURCE/README.md" | sed '1,/^```sh$/d; /^```$/d' >"$scratch/steps"
+  expect_equal "$(head -n 1 "$scratch/steps" | cut -d' ' -f1-2)" "script/package --install" "first command"
+  { echo 'set -e' && sed 1d "$scratch/steps" && echo 'kill %1; wait %1'; } >"$scratch/further"
+  ln -s "$SOURCE/script" "$scratch/script"
+  cd "$scratch" || fail "no scratch folder"
+  PATH=$BUILD:$PATH run_program steps bash further
+  expect_status 0
+  expect 'STRING: "An emulated device behind libsec"' steps.out
+  expect "127.0.0.1:1161 leads to" steps.err
+}

@@ -1,13 +1,14 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""What README.md shows is what its commands print: readme_test.py [--write]."""
+"""What the README beside the dissector and the project's own show is what their commands print:
+readme_test.py [--write]."""
 import re
 import shlex
 import sys
 
 from tshark import CAPTURES, PLUGIN, need_tshark, tshark
 
-README = PLUGIN.parent / "README.md"
+READMES = [PLUGIN.parent / "README.md", PLUGIN.parent.parent / "README.md"]
 SHOWN = re.compile(r"(```console\n\$ (tshark [^\n]*)\n)(.*?)(```\n)", re.S)
 
 
@@ -23,16 +24,18 @@ def output(command):
 
 def main():
     need_tshark()
-    text = README.read_text(encoding="utf-8")
-    commands = [match[1] for match in SHOWN.findall(text)]
-    fresh = SHOWN.sub(lambda match: match[1] + output(match[2]) + match[4], text)
-    if sys.argv[1:] == ["--write"]:
-        README.write_text(fresh, encoding="utf-8")
-    elif fresh != text or len(commands) < 2:
-        print(f"README.md is not what its {len(commands)} commands print; see readme_test.py --write")
-        return 1
-    print(f"{len(commands)} commands print what README.md shows")
-    return 0
+    status = 0
+    for readme in READMES:
+        text = readme.read_text(encoding="utf-8")
+        commands = [match[1] for match in SHOWN.findall(text)]
+        fresh = SHOWN.sub(lambda match: match[1] + output(match[2]) + match[4], text)
+        if sys.argv[1:] == ["--write"]:
+            readme.write_text(fresh, encoding="utf-8")
+        elif fresh != text or not commands:
+            print(f"{readme} is not what its {len(commands)} commands print; see readme_test.py --write")
+            status = 1
+        print(f"{len(commands)} commands of {readme.parent.name}/{readme.name}")
+    return status
 
 
 if __name__ == "__main__":
