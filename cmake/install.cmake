@@ -13,6 +13,8 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/libsec-config-version.cmake
 install(FILES cmake/libsec-config.cmake ${CMAKE_BINARY_DIR}/libsec-config-version.cmake DESTINATION ${package_dir})
 install(EXPORT libsec NAMESPACE libsec:: FILE libsec-targets.cmake DESTINATION ${package_dir})
 
+install(FILES docs/man/libsec.3 DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
+
 set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 file(RELATIVE_PATH prefix_from_pkgconfig /prefix/${pkgconfig_dir} /prefix)
 configure_file(cmake/libsec.pc.in ${CMAKE_BINARY_DIR}/libsec.pc @ONLY)

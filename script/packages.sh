@@ -17,6 +17,7 @@ packages_for() {
       wireshark) echo tshark python3 ;;                           # the dissector's tests
       root) echo debootstrap ;;                                   # script/debian-root
       package) echo debhelper dpkg-dev build-essential ;;          # script/package
+      examples) echo jq xxd ;;                                   # what examples of the manual pages pipe into
       service) echo systemd ;;                                   # systemd-analyze; nothing is started
       asan) echo clang-14 libclang-rt-14-dev llvm-14 ;;          # sanitizers, with readable reports
       mips) echo g++-mips-linux-gnu qemu-user make ca-certificates ;; # big-endian MIPS builds, and their runs
