@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "base/bytes.h"
 #include "protocol/handlers.h"
 
 namespace {
@@ -31,6 +32,20 @@ bool is_for_host(uint32_t state) {
   return state == SESSION_DATA_FLOWING || state == PACKET_OTHER;
 }
 
+// Runs the packet's handler.
+int32_t process(zolt_context *context) {
+  context->packet_failed = 1;
+  if (session_get(&context->session, context->packet, context->data_length) != 0) {
+    return libsec::refuse(context, "Error getting session");
+  }
+  packet_handler *handler = handlers[context->session->state];
+  if (handler == nullptr) return 0;
+  if (handler(context) != 0) return -1;
+  context->packet_failed = 0;
+  // The handler may have moved the context to the live session, and that to another state.
+  return is_for_host(context->session->state) ? 0 : -1;
+}
+
 }  // namespace
 
 int32_t libsec::refuse(zolt_context *context, const char *text) {
@@ -51,14 +66,7 @@ int32_t packet_process_init(zolt_context * /*context*/, int32_t options) {
 }
 
 int32_t packet_process(zolt_context *context) {
-  context->packet_failed = 1;
-  if (session_get(&context->session, context->packet, context->data_length) != 0) {
-    return libsec::refuse(context, "Error getting session");
-  }
-  packet_handler *handler = handlers[context->session->state];
-  if (handler == nullptr) return 0;
-  if (handler(context) != 0) return -1;
-  context->packet_failed = 0;
-  // The handler may have moved the context to the live session, and that to another state.
-  return is_for_host(context->session->state) ? 0 : -1;
+  const int32_t result = process(context);
+  libsec::wipe_stack_below();
+  return result;
 }

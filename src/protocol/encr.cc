@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "base/bytes.h"
 #include "packet/layouts.h"
 #include "protocol/handlers.h"
 
@@ -66,7 +67,9 @@ int32_t libsec::handle_encr(zolt_context *context) {
 }
 
 int32_t packet_process_encr_send(zolt_context *context) {
-  if (send_reply(context) != 0) {
+  const int32_t result = send_reply(context);
+  libsec::wipe_stack_below();
+  if (result != 0) {
     std::puts("There was a problem sending the ENCR packet");
     return -1;
   }

@@ -5,7 +5,7 @@
  * is linked with the library's objects as each level of optimisation makes them, for a compiler that sees
  * that nobody reads zeros any more may leave them out.
  *
- *     wiped_heap      (in a folder that may be written to)
+ *     wiped_heap [STEP]   (in a folder that may be written to; every STEP-th allocation fails in turn)
  */
 #include <libsec/packet.h>
 #include <libsec/zolt.h>
@@ -104,8 +104,10 @@ static void expect_clean(const char *name, void (*before)(void), void (*code)(vo
   printf("%s: %d blocks freed in %d runs, all zero\n", name, freed, runs);
 }
 
-int main(void) {
+int main(int argc, char **argv) {
+  const int step = argc > 1 ? atoi(argv[1]) : 1;
   uint8_t *dirty;
+  must(step > 0, "STEP is a positive number");
   /* The heap itself: it does see what is not zero. */
   watch_heap(-1);
   dirty = malloc(3);
@@ -116,7 +118,7 @@ int main(void) {
   must(blocks_dirty == 1, "a block that is not wiped is seen");
 
   write_key_file();
-  expect_clean("numbers", nothing, calculate, 1);
-  expect_clean("two WAKEs", load_key, serve, 1);
+  expect_clean("numbers", nothing, calculate, step);
+  expect_clean("two WAKEs", load_key, serve, step);
   return 0;
 }

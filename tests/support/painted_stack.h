@@ -47,11 +47,7 @@ class painted_stack {
   }
 
   // Bytes from the deepest one that was written up to the top, the thread's own data included.
-  size_t used() const {
-    size_t untouched = 0;
-    while (untouched < left_.size() && left_[untouched] == paint) ++untouched;
-    return left_.size() - untouched;
-  }
+  size_t used() const { return left_.size(); }
 
   // How many bytes were written and are not zero now.
   size_t not_zero() const {
@@ -61,12 +57,22 @@ class painted_stack {
   }
 
   // Whether any `length` of the bytes in a row, forwards or backwards, are still there.
-  bool holds_piece_of(const std::vector<uint8_t> &bytes, size_t length) const {
-    const std::vector<uint8_t> reversed(bytes.rbegin(), bytes.rend());
-    for (size_t at = 0; at + length <= bytes.size(); ++at) {
-      if (contains(bytes.data() + at, length) || contains(reversed.data() + at, length)) return true;
+  bool holds_piece_of(const std::vector<uint8_t> &whole, size_t length) const {
+    const std::vector<uint8_t> reversed(whole.rbegin(), whole.rend());
+    for (size_t at = 0; at + length <= whole.size(); ++at) {
+      if (contains(whole.data() + at, length) || contains(reversed.data() + at, length)) return true;
     }
     return false;
+  }
+
+  // How many of the `count` words that are not small are still there, each as the machine stores it.
+  template <typename word>
+  size_t words_held(const word *words, size_t count) const {
+    size_t held = 0;
+    for (size_t i = 0; i < count; ++i) {
+      held += words[i] >> 16 != 0 && contains(reinterpret_cast<const uint8_t *>(words + i), sizeof(word));
+    }
+    return held;
   }
 
  private:
@@ -76,16 +82,18 @@ class painted_stack {
 #endif
   void
   copy_out(const uint8_t *memory) {
-    left_.resize(size);
     volatile const uint8_t *from = memory;
-    for (size_t i = 0; i < size; ++i) left_.data()[i] = from[i];
+    size_t untouched = 0;
+    while (untouched < size && from[untouched] == paint) ++untouched;
+    left_.resize(size - untouched);
+    for (size_t i = 0; i < left_.size(); ++i) left_.data()[i] = from[untouched + i];
   }
 
   bool contains(const uint8_t *piece, size_t length) const {
     return memmem(left_.data(), left_.size(), piece, length) != nullptr;
   }
 
-  std::vector<uint8_t> left_;
+  std::vector<uint8_t> left_;  // from the deepest byte that was written up to the top
 };
 
 }  // namespace libsec::test
