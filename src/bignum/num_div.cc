@@ -91,14 +91,11 @@ int32_t num_mod_num(num *R, const num *A, const num *B) {
   NUM_TRY(num_div_num(nullptr, R, A, B));
   // A negative zero would compare above every modulus.
   if (top_limb(R) < 0) R->sign = 1;
-  const bool endless = B->sign < 0;
-  while (num_cmp_int(R, 0) < 0) {
-    if (endless) return NUM_ERR_BAD_INPUT;
+  // |R| < |B|: a negative residue needs a positive modulus once, and a negative modulus never.
+  if (num_cmp_int(R, 0) < 0) {
+    if (B->sign < 0) return NUM_ERR_BAD_INPUT;
     NUM_TRY(num_add_num(R, R, B));
   }
-  while (num_cmp_num(R, B) >= 0) {
-    if (endless) return NUM_ERR_BAD_INPUT;
-    NUM_TRY(num_sub_num(R, R, B));
-  }
-  return 0;
+  // What does not compare below B now has a negative B, and subtracting that would never end.
+  return num_cmp_num(R, B) < 0 ? 0 : NUM_ERR_BAD_INPUT;
 }
