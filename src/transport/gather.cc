@@ -41,7 +41,7 @@ bool append(zolt_context *context, int32_t *gathered, ssize_t received) {
 // Polls the non-blocking connection until the packet is whole, too long or too late.
 // Deliberate: the length is read even before it has arrived; the buffer then holds an older one.
 int32_t read_whole_packet(zolt_context *context, bool *overflowed) {
-  timer_state timer;
+  timer_state timer{};
   get_timer(&timer, 1);
   int32_t gathered = 0;
   for (;;) {
