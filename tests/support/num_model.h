@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "support/num_operands.h"
 #include "support/num_values.h"
 
 namespace test {
@@ -118,9 +119,6 @@ inline void subtract_magnitude(model &x, const model &b) {
     borrow = difference < 0 ? 1 : 0;
   }
 }
-
-// Where a destination stands among the sources. The model needs no aliasing of its own: it copies.
-enum class same { none, first, second, both };
 
 // x = |a| + |b|; `old` is what x held.
 inline model sum_of_magnitudes(const model &old, const model &a, const model &b, same alias) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Random operands that prefer the edges: limbs 0, 1, 2^31, 2^32 - 1 and runs of them, high zero
+// Random operands, spread evenly over limbs and lengths, or preferring the edges: limbs 0, 1, 2^31,
+// 2^32 - 1 and runs of them, short numbers, operands that are equal or nearly so. Either way with high zero
 // limbs, both signs, zero with and without limbs.
 #pragma once
 
@@ -11,20 +12,23 @@
 
 namespace test {
 
-// How many operand sets a differential test runs: `usual`, or what LIBSEC_SETS says.
+// How many operand sets of either spread a differential test runs: `usual`, or what LIBSEC_SETS says.
 inline int operand_sets(int usual) {
   const char *wanted = std::getenv("LIBSEC_SETS");
   return wanted == nullptr ? usual : std::atoi(wanted);
 }
 
+enum class spread { even, edges };
+
 class num_random {
  public:
-  explicit num_random(uint32_t seed) : generator_(seed) {}
+  explicit num_random(uint32_t seed, spread of = spread::edges) : generator_(seed), even_(of == spread::even) {}
 
   // 0 to count - 1
   int below(int count) { return static_cast<int>(generator_() % static_cast<uint32_t>(count)); }
 
   num_limb limb() {
+    if (even_) return static_cast<num_limb>(generator_());
     switch (below(10)) {
       case 0:
         return 0;
@@ -41,8 +45,9 @@ class num_random {
     }
   }
 
-  // Mostly short; up to `longest` limbs.
+  // Up to `longest` limbs; where the edges count, mostly few of them.
   int length(int longest) {
+    if (even_) return below(longest + 1);
     const int kind = below(10);
     const int limit = kind < 6 ? 6 : kind < 9 ? 40 : longest;
     return below((limit < longest ? limit : longest) + 1);
@@ -50,7 +55,7 @@ class num_random {
 
   limb_list limbs(int count) {
     limb_list value(static_cast<size_t>(count));
-    const bool runs = below(4) == 0;
+    const bool runs = !even_ && below(4) == 0;
     num_limb same = limb();
     for (num_limb &one : value) {
       if (!runs || below(4) == 0) same = limb();
@@ -66,9 +71,9 @@ class num_random {
     return number(below(2) == 0 ? 1 : -1, value);
   }
 
-  // A second operand: often equal to the first, near it, or of the same length.
+  // A second operand. Where the edges count, it is often equal to the first, near it, or of its length.
   number near(const num &other, int longest) {
-    const int kind = below(6);
+    const int kind = even_ ? 3 : below(6);
     if (kind > 2) return any(longest);
     number value(other);
     if (below(2) == 0) value.sign = -value.sign;
@@ -81,6 +86,7 @@ class num_random {
 
  private:
   std::mt19937 generator_;
+  bool even_;
 };
 
 }  // namespace test

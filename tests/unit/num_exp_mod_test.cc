@@ -264,6 +264,25 @@ TEST(NumExpMod, EveryAllocationThatFailsIsReportedAndNothingLeaks) {
   }
 }
 
+// A cache is not checked: it may be longer than all that is calculated with, and the start is a copy of it.
+TEST(NumExpMod, ACacheLongerThanTheModulusNeedsRoomInTheResult) {
+  const number n(1, prime), a(3), e(5);
+  number rr(1, limb_list(9, 1)), x, y;
+  int32_t code = NUM_ERR_ALLOC_FAILED;
+  int failing = 0;
+  for (; code != 0; ++failing) {
+    number fresh;
+    const heap_watch heap(failing);
+    code = num_exp_mod(&fresh, &a, &e, &n, &rr);
+    EXPECT_TRUE(code == 0 || code == NUM_ERR_ALLOC_FAILED);
+    EXPECT_EQ(heap.still_held(), fresh.limbs != nullptr ? 1 : 0) << failing;
+    EXPECT_EQ(heap.freed_unwiped(), 0) << failing;
+  }
+  EXPECT_EQ(failing, 5);  // X, one slot, the scratch number, X for the copy, and one without a failure
+  ASSERT_EQ(num_exp_mod(&x, &a, &e, &n, &rr), 0);
+  EXPECT_EQ(x.limb_count, 9);
+}
+
 TEST(NumExpMod, FailsWithoutMemoryEvenWhenTheDestinationHasRoom) {
   const auto &v = vectors::exp_mod_vectors[1];
   const number a = from_hex(v.base), e = from_hex(v.exponent), n = from_hex(v.modulus);

@@ -1,162 +1,136 @@
 // SPDX-License-Identifier: MIT
-// Limbs, allocations and signs of every operation beside a plain model, under every aliasing.
+// Limbs, allocations and signs of sums, products and quotients beside a plain model, under every aliasing.
 #include "support/num_model.h"
 
 #include <gtest/gtest.h>
 #include <libsec/num.h>
 
-#include "support/num_random.h"
-#include "support/num_values.h"
+#include "support/num_operands.h"
 
 namespace {
 
+using test::for_operand_sets;
 using test::model;
 using test::num_random;
 using test::number;
-using test::same;
+using test::operands;
 
-constexpr int sets = 4000;  // small enough for an emulator
-constexpr int longest = 12;
+int longest(num_random &random) {
+  return random.below(64) == 0 ? 130 : 12;
+}
 
-using operation = int32_t (*)(num *, const num *, const num *);
+// The model divides bit by bit: long numbers are rarer.
+int longest_divided(num_random &random) {
+  return random.below(1000) == 0 ? 130 : 10;
+}
 
-// One set of operands under one aliasing: what the destination held, what it is compared with.
-struct operands {
-  number x, a, b;
-  num *to = nullptr;
-  const num *first = nullptr, *second = nullptr;
-  model old, ma, mb;
-  same alias = same::none;
-
-  explicit operands(num_random &random) : x(random.any(longest)), a(random.any(longest)), b(random.near(a, longest)) {
-    first = &a;
-    second = random.below(5) == 0 ? &a : &b;
-    switch (random.below(4)) {
-      case 0:
-        to = &a;
-        break;
-      case 1:
-        to = &b;
-        break;
-      default:
-        to = &x;
-        break;
-    }
-    if (random.below(4) == 0) {
-      first = &b;  // so that the destination is the second operand, too
-      second = random.below(5) == 0 ? &b : &a;
-    }
-    alias = to == first ? (to == second ? same::both : same::first) : to == second ? same::second : same::none;
-    old = model(*to);
-    ma = model(*first);
-    mb = model(*second);
-  }
+// What the records hold before the operation.
+struct before {
+  model x, a, b;
+  explicit before(const operands &o) : x(*o.to), a(*o.first), b(*o.second) {}
 };
 
-TEST(NumModel, CopiesAndComparisons) {
-  num_random random(1);
-  for (int set = 0; set < test::operand_sets(sets); ++set) {
-    const number a = random.any(longest), b = random.near(a, longest);
-    number x = random.any(longest);
-    const model ma(a), mb(b);
-    model mx(x);
-    ASSERT_EQ(num_cmp_abs(&a, &b), compare_magnitudes(ma, mb));
-    ASSERT_EQ(num_cmp_num(&a, &b), compare(ma, mb));
-    ASSERT_EQ(num_msb(&a), static_cast<int32_t>(ma.bits()));
-    ASSERT_EQ(num_copy(&x, &a), 0);
-    mx.assign(a.sign, ma);
-    ASSERT_TRUE(mx == x);
-  }
+TEST(NumModel, SumsOfMagnitudes) {
+  for_operand_sets(1, [](num_random &random) {
+    operands o(random, longest(random));
+    const before was(o);
+    ASSERT_EQ(num_add_abs(o.to, o.first, o.second), 0);
+    ASSERT_TRUE(sum_of_magnitudes(was.x, was.a, was.b, o.alias()) == *o.to);
+  });
 }
 
-TEST(NumModel, Shifts) {
-  num_random random(2);
-  for (int set = 0; set < test::operand_sets(sets); ++set) {
-    number left = random.any(longest), right(left);
-    const model before(left);
-    const int count = random.below(4) == 0 ? 32 * random.below(5) : random.below(200);
-    ASSERT_EQ(num_shift_l(&left, count), 0);
-    ASSERT_EQ(num_shift_r(&right, count), 0);
-    ASSERT_TRUE(shifted_left(before, static_cast<size_t>(count)) == left) << count;
-    ASSERT_TRUE(shifted_right(before, static_cast<size_t>(count)) == right) << count;
-  }
-}
-
-TEST(NumModel, SumsAndDifferencesOfMagnitudes) {
-  num_random random(3);
-  for (int set = 0; set < test::operand_sets(sets); ++set) {
-    operands add(random), subtract(random);
-    ASSERT_EQ(num_add_abs(add.to, add.first, add.second), 0);
-    ASSERT_TRUE(sum_of_magnitudes(add.old, add.ma, add.mb, add.alias) == *add.to);
-    const int32_t code = num_sub_abs(subtract.to, subtract.first, subtract.second);
-    if (compare_magnitudes(subtract.ma, subtract.mb) < 0) {
+TEST(NumModel, DifferencesOfMagnitudes) {
+  for_operand_sets(2, [](num_random &random) {
+    operands o(random, longest(random));
+    const before was(o);
+    const int32_t code = num_sub_abs(o.to, o.first, o.second);
+    if (compare_magnitudes(was.a, was.b) < 0) {
       ASSERT_EQ(code, NUM_ERR_NEGATIVE_VALUE);
-      ASSERT_TRUE(subtract.old == *subtract.to);
+      ASSERT_TRUE(was.x == *o.to);
     } else {
       ASSERT_EQ(code, 0);
-      ASSERT_TRUE(difference_of_magnitudes(subtract.old, subtract.ma, subtract.mb, subtract.alias) == *subtract.to);
+      ASSERT_TRUE(difference_of_magnitudes(was.x, was.a, was.b, o.alias()) == *o.to);
     }
-  }
+  });
 }
 
-TEST(NumModel, SignedSumsAndDifferences) {
-  num_random random(4);
-  for (int set = 0; set < test::operand_sets(sets); ++set) {
-    operands add(random), subtract(random);
-    ASSERT_EQ(num_add_num(add.to, add.first, add.second), 0);
-    ASSERT_TRUE(signed_sum(add.old, add.ma, add.mb, 1, add.alias) == *add.to);
-    ASSERT_EQ(num_sub_num(subtract.to, subtract.first, subtract.second), 0);
-    ASSERT_TRUE(signed_sum(subtract.old, subtract.ma, subtract.mb, -1, subtract.alias) == *subtract.to);
-  }
+TEST(NumModel, SignedSums) {
+  for_operand_sets(3, [](num_random &random) {
+    operands o(random, longest(random));
+    const before was(o);
+    ASSERT_EQ(num_add_num(o.to, o.first, o.second), 0);
+    ASSERT_TRUE(signed_sum(was.x, was.a, was.b, 1, o.alias()) == *o.to);
+  });
+}
+
+TEST(NumModel, SignedDifferences) {
+  for_operand_sets(4, [](num_random &random) {
+    operands o(random, longest(random));
+    const before was(o);
+    ASSERT_EQ(num_sub_num(o.to, o.first, o.second), 0);
+    ASSERT_TRUE(signed_sum(was.x, was.a, was.b, -1, o.alias()) == *o.to);
+  });
 }
 
 TEST(NumModel, Products) {
-  num_random random(5);
-  for (int set = 0; set < test::operand_sets(sets); ++set) {
-    operands by_num(random), by_int(random);
-    ASSERT_EQ(num_mul_num(by_num.to, by_num.first, by_num.second), 0);
-    ASSERT_TRUE(product(by_num.old, by_num.ma, by_num.mb) == *by_num.to);
+  for_operand_sets(5, [](num_random &random) {
+    operands o(random, longest(random));
+    const before was(o);
+    ASSERT_EQ(num_mul_num(o.to, o.first, o.second), 0);
+    ASSERT_TRUE(product(was.x, was.a, was.b) == *o.to);
+  });
+}
+
+TEST(NumModel, ProductsWithIntegers) {
+  for_operand_sets(6, [](num_random &random) {
+    operands o(random, longest(random));
+    const before was(o);
     const num_limb factor = random.limb();
-    ASSERT_EQ(num_mul_int(by_int.to, by_int.first, factor), 0);
-    ASSERT_TRUE(product(by_int.old, by_int.ma, model(1, {factor})) == *by_int.to);
-  }
+    ASSERT_EQ(num_mul_int(o.to, o.first, factor), 0);
+    ASSERT_TRUE(product(was.x, was.a, model(1, {factor})) == *o.to);
+  });
 }
 
 TEST(NumModel, QuotientsAndRemainders) {
-  num_random random(6);
-  for (int set = 0; set < test::operand_sets(sets) / 2; ++set) {
-    number a = random.any(longest), b = random.near(a, longest), x = random.any(longest), y = random.any(longest);
-    num *const places[] = {&x, &y, &a, &b, nullptr};
+  for_operand_sets(7, [](num_random &random) {
+    operands o(random, longest_divided(random));
+    number y = random.any(12);
+    num *const places[] = {&o.x, &y, &o.a, &o.b, nullptr};
     num *const q = places[random.below(5)];
     num *r = places[random.below(5)];
-    if (q == r) r = q == nullptr ? &x : nullptr;
-    const num *const divisor = random.below(8) == 0 ? &a : &b;
-    const model ma(a), mb(*divisor);
+    if (q == r) r = q == nullptr ? &o.x : nullptr;
+    const before was(o);
     model mq, mr;
     if (q != nullptr) mq = model(*q);
     if (r != nullptr) mr = model(*r);
-    const int32_t code = num_div_num(q, r, &a, divisor);
-    if (mb.zero()) {
+    const int32_t code = num_div_num(q, r, o.first, o.second);
+    if (was.b.zero()) {
       ASSERT_EQ(code, NUM_ERR_DIVISION_BY_ZERO);
     } else {
       ASSERT_EQ(code, 0);
-      divide(mq, mr, ma, mb);
+      divide(mq, mr, was.a, was.b);
     }
     ASSERT_TRUE(q == nullptr || mq == *q);
     ASSERT_TRUE(r == nullptr || mr == *r);
-  }
+  });
 }
 
 TEST(NumModel, Residues) {
-  num_random random(7);
-  for (int set = 0; set < test::operand_sets(sets) / 2; ++set) {
-    operands o(random);
-    if (o.mb.zero() || o.mb.sign < 0) continue;
-    model r = o.old;
-    modulo(r, o.ma, o.mb);
-    ASSERT_EQ(num_mod_num(o.to, o.first, o.second), 0);
+  for_operand_sets(8, [](num_random &random) {
+    operands o(random, longest_divided(random));
+    (o.second == &o.b ? o.b : o.a).sign = 1;  // a modulus is positive
+    const before was(o);
+    const int32_t code = num_mod_num(o.to, o.first, o.second);
+    if (was.b.zero()) {
+      ASSERT_EQ(code, NUM_ERR_DIVISION_BY_ZERO);
+      ASSERT_TRUE(was.x == *o.to);
+      return;
+    }
+    model r = was.x;
+    modulo(r, was.a, was.b);
+    ASSERT_EQ(code, 0);
     ASSERT_TRUE(r == *o.to);
-  }
+  });
 }
 
 }  // namespace

@@ -41,6 +41,13 @@ TEST(NumMul, AZeroProductCarriesTheProductOfTheSigns) {
   EXPECT_EQ(limbs_of(z), (limb_list{0}));
 }
 
+TEST(NumMul, AZeroThatFindsNoMemoryForItsLimbFails) {
+  const number nothing;
+  number x;
+  const test::heap_watch heap(0);
+  EXPECT_EQ(num_mul_num(&x, &nothing, &nothing), NUM_ERR_ALLOC_FAILED);
+}
+
 TEST(NumMul, ALargerDestinationKeepsItsRoomAndIsCleared) {
   const number a(3), b(5);
   number x(-1, {9, 9, 9, 9});
