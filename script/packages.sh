@@ -11,7 +11,7 @@ packages_for() {
       tools) echo libssl-dev libcli11-dev libfmt-dev libpcap-dev nlohmann-json3-dev openssl ;; # the management station's tools
       netns) echo iproute2 ;;                                    # private network namespaces
       snmp) echo snmp ;;                                         # for snmpd itself see need_snmpd
-      test) echo googletest libgmp-dev libssl-dev pkgconf python3 ;; # unit tests and their oracles
+      test) echo googletest libgmp-dev libssl-dev libtomcrypt-dev pkgconf python3 ;; # unit tests and their oracles
       shells) echo bash zsh fish ;;                               # the tests of the completions
       clients) echo python3-pysnmp4 ;;                            # a further client of the tunnel's tests
       wireshark) echo tshark python3 ;;                           # the dissector's tests
@@ -21,7 +21,9 @@ packages_for() {
       service) echo systemd ;;                                   # systemd-analyze; nothing is started
       asan) echo clang-14 libclang-rt-14-dev llvm-14 ;;          # sanitizers, with readable reports
       mips) echo g++-mips-linux-gnu qemu-user make ca-certificates ;; # big-endian MIPS builds, and their runs
-      check) echo clang-14 clang-format-14 clang-tidy-14 shellcheck abigail-tools git python3 lintian ;; # script/check
+      check) # script/check
+        echo clang-14 clang-format-14 clang-tidy-14 shellcheck abigail-tools git python3 cppcheck valgrind libc6-dbg lintian
+        ;;
       # what the library is measured beside
       bench)
         echo libgmp-dev libssl-dev libbotan-2-dev libtomcrypt-dev libtommath-dev libcrypto++-dev libwolfssl-dev

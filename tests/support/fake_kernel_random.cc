@@ -17,10 +17,19 @@ namespace {
 bool active = false;
 bool getrandom_works = true;
 bool device_works = true;
+bool signals_come = false;
+bool interrupted_last = false;
 size_t bytes_asked = 0;
 
 ssize_t give(uint8_t *bytes, size_t length, unsigned flags) {
   if (!active) return syscall(SYS_getrandom, bytes, length, flags);
+  if (signals_come) {
+    interrupted_last = !interrupted_last;
+    if (interrupted_last) {
+      errno = EINTR;
+      return -1;
+    }
+  }
   const size_t start = bytes_asked;
   bytes_asked += length;
   if (!getrandom_works) {
@@ -36,7 +45,9 @@ ssize_t give(uint8_t *bytes, size_t length, unsigned flags) {
 fake_kernel_random::fake_kernel_random(mode how) {
   if (active) std::abort();
   active = true;
-  getrandom_works = how == mode::counted_bytes;
+  getrandom_works = how == mode::counted_bytes || how == mode::interrupted;
+  signals_come = how == mode::interrupted;
+  interrupted_last = false;
   device_works = how != mode::nothing_works;
   bytes_asked = 0;
 }

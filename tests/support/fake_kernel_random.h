@@ -15,7 +15,8 @@ class fake_kernel_random {
   enum class mode {
     getrandom_fails,  // as an old kernel's does; /dev/urandom still works
     nothing_works,    // in addition, /dev/urandom cannot be opened
-    counted_bytes     // getrandom() gives byte_at(0), byte_at(1), ...
+    counted_bytes,    // getrandom() gives byte_at(0), byte_at(1), ...
+    interrupted       // the same, but a signal ends every other call before it gives anything
   };
   explicit fake_kernel_random(mode how);
   ~fake_kernel_random();

@@ -102,6 +102,19 @@ TEST(Havege, KernelBytesAreLaidOverEveryPoolWord) {
   EXPECT_EQ(std::memcmp(with->walk_table, without->walk_table, sizeof with->walk_table), 0);
 }
 
+TEST(Havege, SignalsCostNoRandomBytes) {
+  fake_clock frozen(5001);
+  std::unique_ptr<havege_context> quiet, disturbed;
+  {
+    fake_kernel_random kernel(counted_bytes);
+    quiet = initialised();
+  }
+  fake_kernel_random kernel(interrupted);
+  disturbed = initialised();
+  EXPECT_EQ(kernel.asked(), sizeof disturbed->pool);
+  EXPECT_EQ(std::memcmp(quiet->pool, disturbed->pool, sizeof quiet->pool), 0);
+}
+
 TEST(Havege, EveryPassAsksTheKernelForAWholePool) {
   fake_kernel_random kernel(counted_bytes);
   const auto state = initialised();

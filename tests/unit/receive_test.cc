@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The receive loop: which transport a pass serves, what it hands to the host, and the throttle.
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstring>
 
@@ -125,16 +127,30 @@ TEST_F(Receive, ASelectThatFindsNothingEndsTheCallAndLeavesTheOutArgumentsAlone)
 }
 
 TEST_F(Receive, AListeningDescriptorThatNoSetHoldsFailsLikeSelect) {
-  const int32_t real = context->tcp_listen_socket;
-  for (const int32_t bad : {-1, int32_t{FD_SETSIZE}}) {
-    context->tcp_listen_socket = bad;
-    const reception r = receive();
-    EXPECT_EQ(r.result, -1);
-    EXPECT_EQ(r.length, reception::untouched_length);
-    EXPECT_EQ(r.output, "Error connecting 9 - Bad file descriptor\n");
+  for (int32_t zolt_context::*const descriptor : {&zolt_context::tcp_listen_socket, &zolt_context::udp_socket}) {
+    const int32_t real = context.get()->*descriptor;
+    for (const int32_t bad : {-1, int32_t{FD_SETSIZE}}) {
+      context.get()->*descriptor = bad;
+      const reception r = receive();
+      EXPECT_EQ(r.result, -1);
+      EXPECT_EQ(r.length, reception::untouched_length);
+      EXPECT_EQ(r.output, "Error connecting 9 - Bad file descriptor\n");
+    }
+    context.get()->*descriptor = real;
   }
-  context->tcp_listen_socket = real;
   EXPECT_TRUE(waits.empty());
+}
+
+TEST_F(Receive, TheHigherOfTheDescriptorsMayBeEither) {
+  const int low = context->tcp_listen_socket, high = dup(low);
+  ASSERT_GT(high, context->udp_socket);
+  context->tcp_listen_socket = high;
+  tcp_peer tcp(context);
+  tcp.send(plain_packet(30));
+  EXPECT_EQ(receive().delivered(), plain_packet(30));
+  EXPECT_EQ(waits.front().count, high + 1);
+  context->tcp_listen_socket = low;
+  close(high);
 }
 
 TEST_F(Receive, AnAcceptThatFailsIsReportedAsAcceptedAndEndsAsNoData) {

@@ -227,6 +227,20 @@ TEST_F(Sockets, ADestroyedConnectionsDescriptorIsNotClosedAgainByTheNextAccept) 
   close(accepted);
 }
 
+TEST_F(Sockets, DestroyingAnotherDescriptorLeavesTheAcceptedConnectionToTheNextAccept) {
+  tcp_peer peer(context);
+  peer.send(plain_packet(16));
+  ASSERT_EQ(receive().result, 0);
+  const int accepted = context->tcp_client_socket;
+  context->tcp_client_socket = open("/dev/null", O_RDONLY);  // the host's own
+  socket_tcp_destroy(context.get());
+  EXPECT_TRUE(is_open(accepted));
+  context->tcp_client_socket = accepted;
+  context->tcp_session_active = 0;
+  accept_one(plain_packet(16));
+  EXPECT_TRUE(peer.is_closed());
+}
+
 TEST_F(Sockets, AConnectionThatAFailedAcceptClosedIsNotClosedAgainByTheNext) {
   accept_one(plain_packet(16));
   const int accepted = context->tcp_client_socket;
