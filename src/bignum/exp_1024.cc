@@ -122,6 +122,7 @@ void subtract_modulus_once(working_set<arithmetic> *set) {
   digit borrow = 0;
   for (int i = 0; i < arithmetic::digits; ++i) {
     const digit difference = set->result.d[i] - set->modulus.d[i] - borrow;
+    // cppcheck-suppress compareBoolExpressionWithInt ; a variable template is taken for a comparison
     borrow = difference >> (bits_of<digit> - 1);
     set->difference.d[i] = difference & arithmetic::mask;
   }

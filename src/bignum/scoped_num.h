@@ -18,6 +18,7 @@ void release(num *X);
 
 // A temporary: empty when declared, wiped and freed when it leaves scope.
 struct scoped_num : num {
+  // cppcheck-suppress uninitDerivedMemberVar ; the base is initialised as a whole
   scoped_num() : num{1, 0, nullptr} {}
   scoped_num(const scoped_num &) = delete;
   scoped_num &operator=(const scoped_num &) = delete;

@@ -39,6 +39,7 @@ void raise(const num *E, int32_t w, powers_type &powers) {
   bool started = false;
   int32_t collected = 0;
   int32_t window = 0;
+  // cppcheck-suppress constStatement ; a type before braces is not known to make a value
   for (int64_t bit = int64_t{E->limb_count} * limb_bits - 1; bit >= 0; --bit) {
     const auto one = static_cast<int32_t>(E->limbs[bit / limb_bits] >> (bit % limb_bits) & 1);
     if (collected == 0 && one == 0) {

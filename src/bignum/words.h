@@ -78,6 +78,7 @@ class wiped_block {
 template <typename word>
 constexpr word word_at(const num_limb *limbs, int32_t count, int32_t index) {
   word value = 0;
+  // cppcheck-suppress compareBoolExpressionWithInt ; a variable template is taken for a comparison
   for (int32_t part = limbs_per_word<word> - 1; part >= 0; --part) {
     const int32_t i = index * limbs_per_word<word> + part;
     // Two steps of 16 bits: a shift by the whole width of a 32-bit word is not defined.

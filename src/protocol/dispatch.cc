@@ -38,6 +38,7 @@ int32_t process(zolt_context *context) {
   if (session_get(&context->session, context->packet, context->data_length) != 0) {
     return libsec::refuse(context, "Error getting session");
   }
+  // cppcheck-suppress AssignmentIntegerToAddress ; the elements are pointers to functions
   packet_handler *handler = handlers[context->session->state];
   if (handler == nullptr) return 0;
   if (handler(context) != 0) return -1;
