@@ -65,7 +65,8 @@ int64_t traffic::next_clock() {
   } else if (choice < 92) {
     moment = now - below(2000) * ms;
   } else if (choice < 96) {
-    moment = (once_in(2) ? year_2038 : year_2106) - 3 * second + below(6'000'000);
+    const int64_t year = once_in(2) ? year_2038 : year_2106;
+    moment = year - 3 * second + below(6'000'000);
   } else if (choice < 98) {
     moment = first_moment + below(1'000'000'000);
   }
@@ -123,15 +124,18 @@ bytes traffic::sealed_packet(uint32_t kind) {
                               : joined({text("LOGOUT"), be32(told)});
   if (kind != 5 && once_in(16)) content = text(once_in(2) ? "LOGIN" : "LOGOUT");
   if (once_in(16)) content.resize(content.size() + below(30));
-  return enciphered(name, id, content, key(), once_in(16) ? static_cast<int>(below(1000)) : -1);
+  const int claimed = once_in(16) ? static_cast<int>(below(1000)) : -1;
+  return enciphered(name, id, content, key(), claimed);
 }
 
 bytes traffic::other_packet() {
   static constexpr const char *names[] = {"WRSP", "ACK1", "ACK2", "wake", "LGOT", "SNMP"};
   if (once_in(6)) return random_bytes(below(6));
   if (once_in(4)) return random_bytes(6 + below(60));
-  const bytes block = sealed(random_bytes(below(20)), key());
-  return joined({header(names[below(6)], 16 + block.size(), identifier()), block});
+  const bytes content = random_bytes(below(20));
+  const bytes block = sealed(content, key());
+  const uint32_t id = identifier();
+  return joined({header(names[below(6)], 16 + block.size(), id), block});
 }
 
 // One byte wrong, most likely in the header, or a wrong length, with or without telling so.
@@ -184,7 +188,8 @@ arrivals traffic::next_arrivals() {
     if (one.tcp && once_in(4)) cut(one, packet);
     if (one.tcp && once_in(40)) one.pieces.clear();
     static constexpr int64_t pauses_ms[] = {1000, 2499, 2500, 4999, 5000, 60'000};
-    one.pause_us = pauses_ms[below(6)] * ms + below(1000);
+    one.pause_us = pauses_ms[below(6)] * ms;
+    one.pause_us += below(1000);
     if (!coming.empty()) one.wait_us = once_in(8) ? 10'000 * ms - below(3) : below(1100) * ms;
     coming.push_back(one);
   }

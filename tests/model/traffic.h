@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Random traffic for the model and the library: mostly what a peer would really say next, at times that
-// lie about the limits, and all that it could say wrong.
+// lie about the limits, and all that it could say wrong. No expression draws twice where its order is free:
+// a seed gives the same traffic with every compiler.
 #pragma once
 
 #include <array>

@@ -66,7 +66,7 @@ std::string walk::run(uint64_t packets) {
 
 // Another process, with or without a key file.
 void walk::restart() {
-  const bool key_file = !peers.once_in(8);
+  const bool key_file = !peers.once_in(4);
   device_model fresh;
   fresh.looks_at = model.looks_at;
   fresh.now_us = model.now_us;
@@ -91,7 +91,7 @@ void walk::plant() {
 }
 
 std::string walk::step() {
-  if (peers.once_in(3000)) restart();
+  if (peers.once_in(1000)) restart();
   if (peers.once_in(15)) plant();
   model.now_us = peers.next_clock();
   library.set_clock(model.now_us);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <libsec/packet.h>
 
+#include <algorithm>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
