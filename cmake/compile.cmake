@@ -22,6 +22,15 @@ if(LIBSEC_SANITIZE)
     # The check of a called function's type needs run-time type information, which the library goes without.
     add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-sanitize=function>)
   endif()
+  if(LIBSEC_SANITIZE MATCHES "memory")
+    add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:SHELL:-include ${CMAKE_SOURCE_DIR}/tests/support/msan/templates.h>")
+  endif()
+endif()
+
+if(LIBSEC_COVERAGE)
+  # The tests as well: of an inline function that both use, the linker keeps one copy only.
+  target_compile_options(libsec_flags INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fprofile-instr-generate> $<$<COMPILE_LANGUAGE:CXX>:-fcoverage-mapping>)
+  add_link_options(-fprofile-instr-generate)
 endif()
 
 if(LIBSEC_FUZZ)
@@ -37,8 +46,8 @@ target_compile_options(
   libsec_device INTERFACE -fno-exceptions -fno-rtti -fno-threadsafe-statics -fvisibility=hidden -fstack-protector-strong
                           -ffunction-sections -fdata-sections)
 target_link_options(libsec_device INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack -Wl,--gc-sections -Wl,--build-id=none)
-if(NOT LIBSEC_SANITIZE)
-  # Sanitizers bring a run-time library of their own, which needs the default ones.
+if(NOT LIBSEC_SANITIZE AND NOT LIBSEC_COVERAGE)
+  # Sanitizers and counters bring a run-time library of their own, which needs the default ones.
   target_link_options(libsec_device INTERFACE -nodefaultlibs)
   if(LIBSEC_GUARD_IN_LOADER)
     # On some machines glibc keeps the guard word of the stack protector in its loader, and the linker
@@ -58,9 +67,9 @@ endif()
 
 # libsec_check_linked(<target> <undefined list> [<list of exports>]) looks at the file after each link:
 # what it needs, leaves undefined and exports, and that its memory is locked down. A file that fails is
-# not left behind. Sanitizers need more than a device has, so their builds are exempt.
+# not left behind. Sanitizers and counters need more than a device has, so their builds are exempt.
 function(libsec_check_linked target undefined)
-  if(LIBSEC_SANITIZE)
+  if(LIBSEC_SANITIZE OR LIBSEC_COVERAGE)
     return()
   endif()
   list(TRANSFORM ARGN PREPEND ${CMAKE_SOURCE_DIR}/abi/)
