@@ -15,6 +15,8 @@
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define LIBSEC_TEST_ASAN 1
+#elif __has_feature(memory_sanitizer)
+#define LIBSEC_TEST_MSAN 1
 #endif
 #endif
 
@@ -79,6 +81,9 @@ class painted_stack {
 #if defined(LIBSEC_TEST_ASAN)
   // The sanitizer may still guard what was a frame.
   __attribute__((no_sanitize("address")))
+#elif defined(LIBSEC_TEST_MSAN)
+  // To look at what nobody wrote is the point.
+  __attribute__((no_sanitize("memory")))
 #endif
   void
   copy_out(const uint8_t *memory) {
