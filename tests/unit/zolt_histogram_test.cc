@@ -23,6 +23,9 @@ TEST(ZoltHistogram, QuantilesAreThoseOfTheNearestRank) {
   EXPECT_EQ(is.p99, 198);
   EXPECT_EQ(is.greatest, 200);
   EXPECT_EQ(is.mean, 100.5);
+  is = zolt::quantiles_of({7, 1, 6, 2, 5, 3, 4});
+  EXPECT_EQ(is.median, 4);
+  EXPECT_EQ(is.p90, 7);
   is = zolt::quantiles_of({7});
   EXPECT_EQ(is.least, 7);
   EXPECT_EQ(is.median, 7);

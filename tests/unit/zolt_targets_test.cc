@@ -35,7 +35,7 @@ TEST(ZoltTargets, ALineNamesADeviceAndHowItIsSpokenTo) {
       "# the lab\n"
       "192.0.2.7\n"
       "\n"
-      "  192.0.2.8:1161 tcp # upstairs\n"
+      "  192.0.2.8:1161 tcp #upstairs\n"
       "device-9.lab_a.example\ttimeout=0.5\tudp\r\n"
       "192.0.2.10 tcp timeout=12");
   ASSERT_TRUE(parsed) << parsed.error().happened;
