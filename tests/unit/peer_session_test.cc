@@ -234,4 +234,34 @@ TEST_F(PeerSessionTcp, AnIdleConnectionIsReplacedBeforeItIsUsed) {
   EXPECT_EQ(device.log(), "accept WAKE LGIN accept ENCR LOUT");
 }
 
+// A device whose agent does not answer goes on reading from the connection, and from no other.
+TEST_F(PeerSessionTcp, AnUnansweredRequestIsLoggedOutOnItsOwnConnection) {
+  fake::behaviour silent;
+  silent.deliver = [](answer kind, int, fake::delivery &how) {
+    if (kind == answer::reply) how.times = 0;
+  };
+  fake::device device(publickeys(), silent);
+  peer::session session(manager_key(), options_for(device, protocol::tcp, 200));
+  ASSERT_TRUE(session.open());
+  EXPECT_FALSE(session.request(peer::bytes_of("x")));
+  EXPECT_FALSE(session.agent_was_silent());
+  EXPECT_TRUE(session.close());
+  EXPECT_TRUE(session.agent_was_silent());
+  EXPECT_EQ(device.log(), "accept WAKE LGIN ENCR LOUT");
+}
+
+TEST_F(PeerSessionTcp, AReplyThatComesLateDoesNotHinderTheLogout) {
+  fake::behaviour slow;
+  slow.deliver = [](answer kind, int, fake::delivery &how) {
+    if (kind == answer::reply) how.delay = milliseconds(350);
+  };
+  fake::device device(publickeys(), slow);
+  peer::session session(manager_key(), options_for(device, protocol::tcp, 300));
+  ASSERT_TRUE(session.open());
+  EXPECT_FALSE(session.request(peer::bytes_of("x")));
+  EXPECT_TRUE(session.close());
+  EXPECT_FALSE(session.agent_was_silent());
+  EXPECT_EQ(device.log(), "accept WAKE LGIN ENCR LOUT");
+}
+
 }  // namespace

@@ -146,17 +146,27 @@ status session::close() {
   closing_ = true;
   bool unanswered = state_ == state::out_of_step && nothing_came_ && options_.device.over == protocol::tcp;
   status ended = logout(options_.timeout);
-  agent_was_silent_ = unanswered && ended;
+  agent_was_silent_ = unanswered && ended && !late_reply_;
   forget();
   return ended;
 }
 
 status session::logout(milliseconds timeout) {
   if (transport_) transport_->ignore_stop();
+  late_reply_ = false;
+  // Where a request only stayed unanswered, the device still reads from the connection, and it would take 5 s
+  // to turn to another one.
+  bool still_read = state_ == state::out_of_step && nothing_came_ && options_.device.over == protocol::tcp &&
+                    clock::now() - last_sent_ <= options_.reconnect_after;
+  if (still_read && send_logout(std::min(timeout, farewell_time))) return done;
   // After a failure a connection may be dead, or hold a late answer; the device takes the logout on any.
   if (state_ != state::logged_in && options_.device.over == protocol::tcp) {
     if (status connected = connect(); !connected) return connected;
   }
+  return send_logout(timeout);
+}
+
+status session::send_logout(milliseconds timeout) {
   auto parse = [this](byte_view answer) { return parse_ack2(answer, id_, key_); };
   exchange what = about("LOUT", "ACK2", build_logout(id_, key_), parse);
   what.timeout = timeout;
@@ -220,7 +230,8 @@ result<bytes> session::exchange_once(const exchange &what) {
   }
   if (status paced = pace(); !paced) return paced.error();
   auto started = clock::now();
-  size_t unasked = transport_->drop_unasked();
+  // A reply that was given up may have come meanwhile; await() knows it.
+  size_t unasked = state_ == state::out_of_step && nothing_came_ ? 0 : transport_->drop_unasked();
   if (unasked != 0) {
     if (transport_->is_stream())
       return explain({exit_code::verification,
@@ -261,10 +272,11 @@ result<bytes> session::await(const exchange &what, clock::time_point started) {
         report(what, packet->size(), times_sent, started);
         return content;
       }
-      if (transport_->is_stream()) return explain(content.error(), what);
-      // A datagram may be late, doubled or forged. The right one may still come; if it does not, the
-      // first wrong one is what there is to tell.
-      note("a datagram was ignored: " + content.error().happened);
+      late_reply_ = late_reply_ || (state_ == state::out_of_step && parse_reply(*packet, id_, key_));
+      if (transport_->is_stream() && !late_reply_) return explain(content.error(), what);
+      // A datagram may be late, doubled or forged, and in a stream a reply may be late. The right one may still come;
+      // if it does not, the first wrong one is what there is to tell.
+      note("a packet was ignored: " + content.error().happened);
       if (!refused) refused = content.error();
     } else if (packet.error().code != exit_code::no_answer) {
       return explain(packet.error(), what);

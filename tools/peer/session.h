@@ -116,6 +116,7 @@ class session {
   status wake();
   status login();
   status logout(milliseconds timeout);
+  status send_logout(milliseconds timeout);
   bool abandon();
   void forget();
   status pace();
@@ -138,6 +139,7 @@ class session {
   bool failed_ = false;        // the last exchange
   bool closing_ = false;       // stop does not count any more
   bool nothing_came_ = false;  // in the last exchange, within its time
+  bool late_reply_ = false;    // came while logging out
   bool agent_was_silent_ = false;
   uint32_t id_ = 0;
   secret_bytes key_;
