@@ -111,7 +111,7 @@ test_fish_completes() {
 
 test_the_scripts_are_installed_where_the_shells_look() {
   [ "$BUILD" = "$NATIVE" ] || skip "a cross build installs no tools"
-  run_program install cmake --install "$BUILD" --prefix "$scratch/root" --component Unspecified
+  run_program install cmake --install "$BUILD" --prefix "$scratch/root"
   expect_status 0
   local file
   for file in bash-completion/completions/zolt zsh/site-functions/_zolt fish/vendor_completions.d/zolt.fish; do

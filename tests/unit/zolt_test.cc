@@ -86,6 +86,8 @@ TEST_F(Zolt, HelpShowsThreeExamplesOfEveryCommand) {
                               {"fleet"},
                               {"bench"},
                               {"tunnel"},
+                              {"decode"},
+                              {"completion"},
                               {"key", "generate"},
                               {"key", "show"},
                               {"key", "check"}}) {
@@ -157,6 +159,20 @@ TEST_F(Zolt, TwiceVerboseShowsThePackets) {
   EXPECT_EQ(made.exit, 0) << made.err;
   EXPECT_TRUE(has(made.err, "sent     0000  57414b45019c0100")) << made.err;  // WAKE, 412 bytes, version 256
   EXPECT_TRUE(has(made.err, "got      0000  5752535000900100")) << made.err;  // WRSP, 144 bytes
+}
+
+TEST_F(Zolt, NoOutputHoldsASessionsKey) {
+  auto there = device();
+  std::vector<std::string> arguments = request(*there, {"-vv", "hello"});
+  arguments.insert(arguments.begin(), {"--keylog", "keys.log"});
+  outcome made = run(arguments);
+  EXPECT_EQ(made.exit, 0) << made.err;
+  std::string line = read(folder_ + "/keys.log");
+  ASSERT_EQ(line.size(), 5u + 9u + 256u + 1u);
+  EXPECT_EQ(mode(folder_ + "/keys.log"), 0600u);
+  // Any eight bytes of it in a row would be too much.
+  std::string key = line.substr(14, 256);
+  for (size_t at = 0; at + 16 <= key.size(); at += 2) EXPECT_FALSE(has(made.out + made.err, key.substr(at, 16))) << at;
 }
 
 TEST_F(Zolt, ColoursAreForTerminalsOrOnRequest) {

@@ -206,7 +206,7 @@ void add_decode_command(CLI::App &app, peer::exit_code &exit) {
       "Examples:\n"
       "  zolt decode session.pcap --keylog keys.log\n"
       "  zolt decode 4c4f5554 00200100 00000040 11223344 70b9cbc8 e2152748 d9b3a29d 957549d1\n"
-      "  xxd packet.bin | zolt decode - --json");
+      "  zolt decode --json - < packet.txt");
   command->callback([options, &exit] { exit = decode(*options); });
 }
 
