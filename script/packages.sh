@@ -15,8 +15,8 @@ packages_for() {
       shells) echo bash zsh fish ;;                               # the tests of the completions
       clients) echo python3-pysnmp4 ;;                            # a further client of the tunnel's tests
       wireshark) echo tshark python3 ;;                           # the dissector's tests
-      root) echo debootstrap ;;                                   # script/debian-root
-      package) echo debhelper dpkg-dev build-essential ;;          # script/package
+      root) echo debootstrap systemd-container ;;                 # script/debian-root
+      package) echo debhelper dpkg-dev build-essential libpcap-dev ;;          # script/package
       examples) echo jq xxd ;;                                   # what examples of the manual pages pipe into
       service) echo systemd ;;                                   # systemd-analyze; nothing is started
       asan) echo clang-14 libclang-rt-14-dev llvm-14 ;;          # sanitizers, with readable reports
