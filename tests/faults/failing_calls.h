@@ -35,7 +35,7 @@ inline const std::vector<fallible_call> &fallible_calls() {
       {"close", {EINTR, EIO, EBADF}},
       {"puts", {EINTR, EAGAIN, EPIPE, ENOMEM, EBADF}},
       {"printf", {EINTR, EAGAIN, EPIPE, ENOMEM, EBADF}},
-      {"getrandom", {EAGAIN, ENOSYS, EPERM}},
+      {"getrandom", {EAGAIN, ENOSYS, EPERM}, 5},
       // Systems fail it for a bad address only. Without any clock a poll for a packet would have no end.
       {"gettimeofday", {ENOSYS}, 23, true},
   };

@@ -105,7 +105,7 @@ TEST_F(WakeCalls, OverTcp) {
   // Whoever reads the log is worth less than the peer, and the clock is better than no randomness.
   for (int i = 0; i < 5; ++i) expect_over(true, "puts", i, true, same(without(good, "puts", i)));
   for (int i = 0; i < 3; ++i) expect_over(true, "printf", i, true, same(without(good, "printf", i)));
-  for (int i = 0; i < 16; ++i) expect_over(true, "getrandom", i, true, same(good));
+  for (const int i : {0, 7, 15}) expect_over(true, "getrandom", i, true, same(good));
   expect_over(true, "send", 0, false, same(accepted + gathered + "Sent -1\nThe tcp_send function failed\n" + silent));
 }
 
