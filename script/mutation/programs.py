@@ -166,7 +166,7 @@ class Job:
         test_cpu = after.ru_utime + after.ru_stime - before.ru_utime - before.ru_stime
         if not limits:
             test.cpu, test.wall = test_cpu, time.monotonic() - began
-        if status == 0:
+        if status in (0, 77):  # 77: skipped, it cannot run here
             return None
         return self.culprit(out.read_text(errors="replace"), status)
 
