@@ -41,7 +41,7 @@ std::string caught_output::restore() {
   std::fflush(stdout);
   demand(dup2(before_, STDOUT_FILENO) == STDOUT_FILENO, "the output cannot be restored");
   char text[4096];
-  const ssize_t length = pread(file_, text, sizeof text, taken_);
+  const ssize_t length = pread(file_, text, sizeof text, static_cast<off_t>(taken_));
   demand(length >= 0 && length < ssize_t{sizeof text}, "more output than expected");
   taken_ += length;
   if (taken_ > longest_file) {
