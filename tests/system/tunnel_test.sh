@@ -145,13 +145,13 @@ get_request() {
 test_a_reply_to_another_request_is_not_handed_on() {
   get_request 1 >"$scratch/first"
   start_device --exec "cat >>$scratch/asked; cat $scratch/first"
-  start_tunnel --timeout 1
+  start_tunnel --timeout 3
   exec 4<>/dev/udp/127.0.0.1/10161
   get_request 2 | dd bs=100 2>/dev/null >&4
   expect_equal "$(timeout 2 head -c 1 <&4 | wc -c)" 0 "bytes of a reply"
   wait_for "the reply answers another request" tunnel.err
   get_request 1 | dd bs=100 2>/dev/null >&4
-  timeout 8 dd bs=100 count=1 <&4 >"$scratch/reply" 2>/dev/null
+  timeout 15 dd bs=100 count=1 <&4 >"$scratch/reply" 2>/dev/null
   cmp "$scratch/first" "$scratch/reply" || fail "the right reply is not handed on"
   stop_tunnel TERM 0
 }
