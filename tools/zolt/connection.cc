@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "zolt/connection.h"
 
+#include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <memory>
 

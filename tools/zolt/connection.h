@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 
 #include "peer/session.h"
 #include "zolt/narration.h"
+
+namespace CLI {
+class App;
+}
 
 namespace zolt {
 

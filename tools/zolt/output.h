@@ -2,10 +2,13 @@
 // How the program speaks: the options that every command has, and what they decide.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json_fwd.hpp>
 
 #include "peer/result.h"
+
+namespace CLI {
+class App;
+}
 
 namespace zolt {
 

@@ -2,12 +2,15 @@
 // What is asked, and how the reply to it is written.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <string>
 #include <vector>
 
 #include "peer/session.h"
+
+namespace CLI {
+class App;
+}
 
 namespace zolt {
 
