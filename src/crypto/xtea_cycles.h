@@ -95,13 +95,19 @@ class xtea_schedule {
   uint32_t deltas_[in_place ? xtea_longest_step + 1 : 1];  // deltas_[i] is i * delta; the first is unused
 };
 
+constexpr uint32_t xtea_half_in_turn(bool forwards, uint32_t i) {
+  return forwards ? i : xtea_halves - 1 - i;
+}
+
 // Calls step with each half as a constant of its type, from the first to the last or from the last to the first.
+template <bool forwards, typename function, uint32_t... i>
+[[gnu::always_inline]] inline void for_each_half(const function &step, std::integer_sequence<uint32_t, i...>) {
+  (step(std::integral_constant<uint32_t, xtea_half_in_turn(forwards, i)>{}), ...);
+}
+
 template <bool forwards, typename function>
 [[gnu::always_inline]] inline void for_each_half(const function &step) {
-  const auto call = [&]<uint32_t... i>(std::integer_sequence<uint32_t, i...>) __attribute__((always_inline)) {
-    (step(std::integral_constant < uint32_t, forwards ? i : xtea_halves - 1 - i > {}), ...);
-  };
-  call(std::make_integer_sequence<uint32_t, xtea_halves>{});
+  for_each_half<forwards>(step, std::make_integer_sequence<uint32_t, xtea_halves>{});
 }
 
 // Enciphers or deciphers left and right in place.
