@@ -184,9 +184,11 @@ TEST(PeerDh, TheUsualGroupIsASafePrimeAndItsGeneratorASquare) {
 }
 
 TEST(PeerDh, BothSidesAgree) {
-  peer::bytes mersenne(66, 0xff);  // 2^521 - 1, a prime that does not fill its field
-  mersenne[0] = 1;
-  for (const peer::dh_group &group : {peer::dh_group::oakley2(), *peer::dh_group::from_bytes(mersenne)}) {
+  // A prime that does not fill its field: that of the curve P-384. Modulo a Mersenne prime the generator has few
+  // powers, and 1 would be drawn now and then.
+  const std::optional<peer::bytes> prime = peer::from_hex(
+      "fffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffffeffffffff0000000000000000ffffffff");
+  for (const peer::dh_group &group : {peer::dh_group::oakley2(), *peer::dh_group::from_bytes(*prime)}) {
     peer::result<peer::dh_secret> here = peer::dh_secret::draw(group);
     peer::result<peer::dh_secret> there = peer::dh_secret::draw(group);
     ASSERT_TRUE(here && there);
