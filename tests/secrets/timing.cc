@@ -112,7 +112,9 @@ int main(int argc, char **argv) {
     return 2;
   }
   const bool found = greatest_t<careless_comparison>(count) > leak;
-  const bool silent = (greatest_t<mont_subtraction>(count) < leak) & (greatest_t<exp_subtraction>(count) < leak);
+  const bool subtraction = greatest_t<mont_subtraction>(count) < leak;
+  const bool exponentiation = greatest_t<exp_subtraction>(count) < leak;
+  const bool silent = subtraction && exponentiation;
   std::puts(!found ? "FAILED: what is known to leak was not found to" : silent ? "no leak" : "FAILED: a leak");
   return found && silent ? 0 : 1;
 }
