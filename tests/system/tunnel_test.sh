@@ -142,15 +142,16 @@ get_request() {
   printf '\x30\x0b\x30\x09\x06\x05\x2b\x06\x01\x02\x01\x05\x00'
 }
 
+# A datagram is one write: dd collects what comes through the pipe in pieces.
 test_a_reply_to_another_request_is_not_handed_on() {
   get_request 1 >"$scratch/first"
   start_device --exec "cat >>$scratch/asked; cat $scratch/first"
   start_tunnel --timeout 3
   exec 4<>/dev/udp/127.0.0.1/10161
-  get_request 2 | dd bs=100 2>/dev/null >&4
+  get_request 2 | dd bs=100 iflag=fullblock 2>/dev/null >&4
   expect_equal "$(timeout 2 head -c 1 <&4 | wc -c)" 0 "bytes of a reply"
   wait_for "the reply answers another request" tunnel.err
-  get_request 1 | dd bs=100 2>/dev/null >&4
+  get_request 1 | dd bs=100 iflag=fullblock 2>/dev/null >&4
   timeout 15 dd bs=100 count=1 <&4 >"$scratch/reply" 2>/dev/null
   cmp "$scratch/first" "$scratch/reply" || fail "the right reply is not handed on"
   stop_tunnel TERM 0
