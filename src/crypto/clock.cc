@@ -13,10 +13,12 @@ struct reading {
 
 // The system's own timeval is read here and nowhere else: it is larger than timer_state on many
 // systems, so the record itself is never handed to the system.
-reading read_clock() {
-  timeval now{};
-  (void)gettimeofday(&now, nullptr);  // It cannot fail with a valid pointer.
-  return {static_cast<uint32_t>(now.tv_sec), static_cast<uint32_t>(now.tv_usec)};
+// False when there is no clock, which a system with a filter on its calls may do to a process.
+bool read_clock(reading *now) {
+  timeval system{};
+  const bool good = gettimeofday(&system, nullptr) == 0;
+  *now = {static_cast<uint32_t>(system.tv_sec), static_cast<uint32_t>(system.tv_usec)};
+  return good;
 }
 
 bool started = false;
@@ -25,7 +27,8 @@ reading start;
 }  // namespace
 
 uint32_t hardclock() {
-  const reading now = read_clock();
+  reading now;
+  (void)read_clock(&now);  // without a clock it stands still
   if (!started) {
     started = true;
     start = now;
@@ -34,7 +37,8 @@ uint32_t hardclock() {
 }
 
 uint32_t get_timer(timer_state *timer, int32_t reset) {
-  const reading now = read_clock();
+  reading now;
+  if (!read_clock(&now)) return UINT32_MAX;  // What cannot be timed is late: nothing is waited for without end.
   const uint32_t seconds = now.seconds - static_cast<uint32_t>(timer->seconds);
   // Deliberate: the difference of the microsecond parts is truncated towards zero on its own.
   const int32_t microseconds = static_cast<int32_t>(now.microseconds - static_cast<uint32_t>(timer->microseconds));

@@ -4,6 +4,7 @@
 #include <sys/time.h>
 #include <time.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
@@ -17,6 +18,7 @@ namespace {
 
 struct clock_state {
   bool fake = false;
+  bool broken = false;
   int64_t now_us = 0;
   int64_t tick_us = 0;
   uint64_t readings = 0;
@@ -35,13 +37,17 @@ int64_t read_real_us() {
   return now.tv_sec * us_per_second + now.tv_nsec / 1000;
 }
 
-int64_t read_us() {
+bool read_us(int64_t *now) {
   const std::lock_guard lock(guard);
-  if (!state.fake) return read_real_us();
-  const int64_t now = state.now_us;
-  state.now_us += state.tick_us;
+  if (!state.fake) {
+    *now = read_real_us();
+    return true;
+  }
   ++state.readings;
-  return now;
+  if (state.broken) return false;
+  *now = state.now_us;
+  state.now_us += state.tick_us;
+  return true;
 }
 
 }  // namespace
@@ -75,6 +81,11 @@ void fake_clock::tick_us(int64_t microseconds) {
   state.tick_us = microseconds;
 }
 
+void fake_clock::break_down() {
+  const std::lock_guard lock(guard);
+  state.broken = true;
+}
+
 uint64_t fake_clock::readings() const {
   const std::lock_guard lock(guard);
   return state.readings;
@@ -84,7 +95,11 @@ uint64_t fake_clock::readings() const {
 
 extern "C" int gettimeofday(timeval *__restrict now, void *__restrict) __THROW {
   using namespace libsec::test;
-  const int64_t us = read_us();
+  int64_t us = 0;
+  if (!read_us(&us)) {
+    errno = ENOSYS;
+    return -1;
+  }
   now->tv_sec = static_cast<decltype(now->tv_sec)>(us / us_per_second);
   now->tv_usec = static_cast<decltype(now->tv_usec)>(us % us_per_second);
   return 0;

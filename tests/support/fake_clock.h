@@ -28,6 +28,9 @@ class fake_clock {
   // polls until a time has passed. 0 freezes the clock again.
   void tick_us(int64_t microseconds);
 
+  // From here on gettimeofday() fails with ENOSYS and stores nothing.
+  void break_down();
+
   // How often the clock was read since this object was made.
   uint64_t readings() const;
 };

@@ -61,6 +61,17 @@ TEST(GetTimer, NineHundredNinetyNineMicrosecondsTruncateToZero) {
   EXPECT_EQ(get_timer(&timer, 0), 1u);
 }
 
+TEST(GetTimer, WithoutAClockEveryLimitIsOverAndTheTimerStays) {
+  fake_clock clock(100, 5);
+  timer_state timer{};
+  get_timer(&timer, 1);
+  clock.break_down();
+  EXPECT_EQ(get_timer(&timer, 0), UINT32_MAX);
+  EXPECT_EQ(get_timer(&timer, 1), UINT32_MAX);
+  EXPECT_EQ(timer.seconds, 100);
+  EXPECT_EQ(timer.microseconds, 5);
+}
+
 TEST(GetTimer, ReadingWithoutResetLeavesTheTimerRunning) {
   fake_clock clock(100);
   timer_state timer{};

@@ -119,6 +119,16 @@ TEST_F(Gather, WaitingForTheRestEndsAtFiveThousandMillisecondsAndNotBefore) {
   }
 }
 
+TEST_F(Gather, WithoutAClockNoRestIsWaitedFor) {
+  tcp_peer peer(context);
+  const bytes packet = plain_packet(40);
+  peer.send({packet.begin(), packet.begin() + 20});
+  clock.break_down();
+  const reception r = receive();
+  EXPECT_EQ(r.output, std::string(accepted) + late + received(20) + unrecognised);
+  EXPECT_EQ(r.length, 20);
+}
+
 TEST_F(Gather, APacketThatIsWholeAtTheLastMomentIsStillDelivered) {
   clock.tick_us(5'000'000);
   tcp_peer peer(context);

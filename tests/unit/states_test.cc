@@ -85,6 +85,13 @@ TEST_F(States, AClockThatWasSetBackEndsTheSession) {
   EXPECT_EQ(session_elapsed(&live), 1u) << "the age counts modulo 2^32, unsigned";
 }
 
+TEST_F(States, WithoutAClockNoSessionLives) {
+  begin(SESSION_LOGGED_IN);
+  EXPECT_EQ(session_elapsed(&live), 0u);
+  clock.break_down();
+  EXPECT_EQ(session_elapsed(&live), 1u);
+}
+
 TEST_F(States, TheRecordThatIsAskedAboutIsTheOneWhoseTimerCounts) {
   begin(SESSION_LOGGED_IN);
   clock.advance_ms(200'000);
