@@ -137,7 +137,7 @@ class Job:
         return program if done.returncode == 0 else None
 
     # Runs a test's program: None when it passes, else what ended it. `limits` in seconds of CPU and of the clock.
-    def run(self, test, program, limits=None, memory=4 << 30):
+    def run(self, test, program, limits=None, memory=0):
         out = self.folder / "output"
 
         def limit():
