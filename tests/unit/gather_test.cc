@@ -244,6 +244,22 @@ TEST_F(Gather, TheConnectionIsNonBlockingWhileItIsReadAndBlockingAfterwards) {
   EXPECT_EQ(real_fcntl(context->tcp_client_socket, F_GETFL, 0) & O_NONBLOCK, 0);
 }
 
+TEST_F(Gather, TheConnectionKeepsItsOtherFlags) {
+  tcp_peer peer(context);
+  peer.send(plain_packet(30));
+  int while_read = 0;
+  calls->recv = [&](int d, void *to, size_t length, int flags) {
+    real_fcntl(d, F_SETFL, real_fcntl(d, F_GETFL, 0) | O_APPEND);
+    while_read = real_fcntl(d, F_GETFL, 0);
+    return real_recv(d, to, length, flags);
+  };
+  ASSERT_EQ(receive().result, 0);
+  EXPECT_EQ(real_fcntl(context->tcp_client_socket, F_GETFL, 0), while_read & ~O_NONBLOCK);
+  peer.send(plain_packet(30));
+  ASSERT_EQ(receive().result, 0);
+  EXPECT_NE(while_read & O_APPEND, 0);
+}
+
 // ---- the buffer's end ----
 
 TEST_F(Gather, APacketThatFillsTheBufferExactlyIsTaken) {

@@ -46,7 +46,7 @@ TEST_F(Lout, OverTcpClosesTheConnectionAndTheNextPassAcceptsAnother) {
   EXPECT_EQ(receive().delivered(), plain_packet(30));
 }
 
-TEST_F(Lout, OverUdpClosesNothing) {
+TEST_F(Lout, OverUdpClosesNothingAndGivesTheConnectionUp) {
   full_encryption = 0;
   tcp_peer tcp(context);
   tcp.send(plain_packet(30));
@@ -63,12 +63,14 @@ TEST_F(Lout, OverUdpClosesNothing) {
   peer.send(lout(live_id, test_key()));
   libsec::test::receive(context.get(), lout(live_id, test_key()));
   context->transport_is_tcp = 0;
+  context->tcp_session_active = 1;
   context->peer_address.family = AF_INET;
   context->peer_address.port = htons(peer.port());
   context->peer_address.address = htonl(INADDR_LOOPBACK);
   EXPECT_EQ(packet_process(context.get()), -1);
   calls->close = nullptr;
   EXPECT_EQ(closed, 0);
+  EXPECT_EQ(context->tcp_session_active, 0);
   expect_ack2(peer.receive());
   EXPECT_EQ(context->tcp_client_socket, connection);
   EXPECT_TRUE(is_open(connection));

@@ -207,6 +207,16 @@ TEST_F(Send, APlainReplyGoesToTheLastDatagramsSenderEvenWhileAConnectionIsServed
   EXPECT_EQ(waits.at(0).seconds, 50);
 }
 
+TEST_F(Send, OnlyOneTurnsTheProtectionOn) {
+  udp_peer udp(context);
+  hear(udp);
+  for (const uint32_t off : {2u, 0x100u, UINT32_MAX}) {
+    full_encryption = context->encrypt_replies = off;
+    EXPECT_EQ(reply(text("plain reply"), 11), 0);
+    EXPECT_EQ(udp.receive(), text("plain reply"));
+  }
+}
+
 TEST_F(Send, APlainReplyOfNoBytesIsAnEmptyDatagram) {
   udp_peer udp(context);
   hear(udp);
