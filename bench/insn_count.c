@@ -3,8 +3,8 @@
  * A plug-in for qemu-user that counts executed guest instructions between two marks, which are
  * no-ops on the machine itself:
  *
- *     .word 0x3c00c0de   (lui $zero, 0xc0de)   starts a region
- *     .word 0x3c00c0df   (lui $zero, 0xc0df)   ends it
+ *     lui $zero, 0xc0de   on MIPS,   movz xzr, #0xc0de   on aarch64   starts a region
+ *     lui $zero, 0xc0df              movz xzr, #0xc0df                ends it
  *
  * Each region's count goes to standard error when it ends, as "region 1: 12345 instructions"; the
  * marks do not count. The numbers repeat exactly on every machine.
@@ -43,14 +43,21 @@ EXPORT int qemu_plugin_version = 1;
 static uint64_t executed;
 static uint64_t region_start;
 static unsigned int region_number;
+static int within_region;
 
 static void start_region(unsigned int vcpu, void *data) {
   (void)vcpu, (void)data;
   region_start = executed;
+  within_region = 1;
 }
 
 static void end_region(unsigned int vcpu, void *data) {
   (void)vcpu, (void)data;
+  if (!within_region) {
+    fprintf(stderr, "a region ends that has not begun\n");
+    return;
+  }
+  within_region = 0;
   fprintf(stderr, "region %u: %" PRIu64 " instructions\n", ++region_number, executed - region_start);
 }
 
@@ -66,9 +73,9 @@ static void count_block(qemu_plugin_id_t id, struct qemu_plugin_tb *tb) {
   (void)id;
   for (size_t i = 0; i < qemu_plugin_tb_n_insns(tb); ++i) {
     struct qemu_plugin_insn *insn = qemu_plugin_tb_get_insn(tb, i);
-    if (is_word(insn, 0x3c00c0de)) {
+    if (is_word(insn, 0x3c00c0de) || is_word(insn, 0xd2981bdf)) {
       qemu_plugin_register_vcpu_insn_exec_cb(insn, start_region, QEMU_PLUGIN_CB_NO_REGS, NULL);
-    } else if (is_word(insn, 0x3c00c0df)) {
+    } else if (is_word(insn, 0x3c00c0df) || is_word(insn, 0xd2981bff)) {
       qemu_plugin_register_vcpu_insn_exec_cb(insn, end_region, QEMU_PLUGIN_CB_NO_REGS, NULL);
     } else {
       qemu_plugin_register_vcpu_insn_exec_inline(insn, QEMU_PLUGIN_INLINE_ADD_U64, &executed, 1);

@@ -12,15 +12,12 @@
 #include <vector>
 
 #include "library.h"
+#include "marks.h"
 #include "same_chance.h"
 #include "support/plain_crc16.h"
 #include "support/plain_xtea.h"
 #include "vectors/exp_mod_vectors.h"
 #include "vectors/packet_vectors.h"
-
-#if !defined(__mips__)
-#error "the marks are MIPS instructions"
-#endif
 
 namespace {
 
@@ -37,9 +34,9 @@ void expect(bool right, const char *what) {
 
 template <typename Operation>
 void region(const char *name, unsigned units, Operation operation) {
-  asm volatile(".word 0x3c00c0de" ::: "memory");
+  bench::start_region();
   const bool right = operation();
-  asm volatile(".word 0x3c00c0df" ::: "memory");
+  bench::end_region();
   std::printf("%u %s\n", units, name);
   expect(right, name);
 }

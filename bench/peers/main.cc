@@ -50,25 +50,10 @@ std::vector<row> make_rows() {
   };
 }
 
-// Contenders that agree with the first one.
-std::vector<const contender *> agreeing(const row &r) {
-  std::vector<const contender *> result;
-  bytes expected;
-  for (const contender &who : r.contenders) {
-    who.repeat(2);  // both keys
-    const bytes value = who.result();
-    if (result.empty()) expected = value;
-    if (value == expected && !value.empty()) {
-      result.push_back(&who);
-    } else {
-      std::printf("%s\t%g\t%g\t%s\t-\t-\tWRONG\n", r.name.c_str(), r.must, r.reach, who.name.c_str());
-    }
-  }
-  return result;
-}
-
 bool measure(const row &r) {
-  const std::vector<const contender *> contenders = agreeing(r);
+  const std::vector<const contender *> contenders = agreeing(r, [&r](const contender &who) {
+    std::printf("%s\t%g\t%g\t%s\t-\t-\tWRONG\n", r.name.c_str(), r.must, r.reach, who.name.c_str());
+  });
   const std::vector<timing> times = take_turns(contenders);
   for (size_t i = 0; i < contenders.size(); ++i) {
     std::printf("%s\t%g\t%g\t%s\t%.1f\t%.1f\tright\n", r.name.c_str(), r.must, r.reach, contenders[i]->name.c_str(),
@@ -80,10 +65,7 @@ bool measure(const row &r) {
 
 }  // namespace
 
-const operands &given() {
-  static const operands the_operands = make_operands();
-  return the_operands;
-}
+const operands the_operands = make_operands();
 
 }  // namespace bench
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What is timed side by side: rows of operations, each with libsec first and its peers behind it. All
+// What is measured side by side: rows of operations, each with libsec first and its peers behind it. All
 // contenders of a row work on the same operands and must come to the same bytes.
 #pragma once
 
@@ -54,14 +54,20 @@ struct row {
   }
 };
 
-// The operands of every row, made from a fixed seed.
+// The contenders that come to the first one's result, after two operations each; `wrong` hears of the others.
+std::vector<const contender *> agreeing(const row &r, const std::function<void(const contender &)> &wrong);
+
+// The operands of every row, the same in every run.
 struct operands {
   bytes modulus, base, exponent;  // 1024 bits; odd, smaller, full
   bytes wide;                     // 2048 bits
   bytes data;                     // 64 KiB
   bytes keys[2];                  // used in turn, so that each call makes its schedules
 };
-const operands &given();
+extern const operands the_operands;
+inline const operands &given() {
+  return the_operands;  // no call: it is asked within what is measured, once for each block by some
+}
 
 // The 16-byte slice of a key that enciphers block k.
 inline const uint8_t *slice_of(const bytes &key, size_t block) {
