@@ -10,7 +10,7 @@ trap 'rm -f "$counts"' EXIT
 "$@" >"$counts"
 awk '
   /^ *#/ { next }
-  FNR == NR { line = $0; for (i = 0; i < 4; ++i) sub(/^ *[^ ]+ +/, "", line); ceiling[line] = $1; next }
+  FNR == NR { line = $0; for (i = 0; i < 3; ++i) sub(/^ *[^ ]+ +/, "", line); ceiling[line] = $1; next }
   { name = $0; sub(/^[0-9]+ [0-9]+ /, "", name); each = $1 / $2; seen[name] = 1
     if ($1 !~ /^[0-9]+$/ || $2 !~ /^[0-9]+$/) { print "not a count: " $0; bad = 1 }
     else if (!(name in ceiling)) { print "no ceiling: " name; bad = 1 }

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""report.py FOLDER CEILINGS: makes table.md and plot.svg in the folder from the measurements that lie there."""
+"""report.py FOLDER CEILINGS PEERS: makes table.md and plot.svg in the folder from the measurements that lie there, and
+from the counts of other libraries' instructions that bench/count_peers.sh has left in the folder PEERS."""
 import datetime
 import os
 import platform
@@ -31,15 +32,31 @@ def verdict(value, must, reach):
     return "reached" if reach else "within must"
 
 
-def instruction_rows(folder, ceilings):
-    """(name, count for each unit, must, reach, best peer, ceiling)"""
+def counted(peers, machine):
+    """{row: [(contender, count for each unit)]}, libsec first, and who came to another result: [(row, contender)]"""
+    rows, wrong, path = {}, [], os.path.join(peers, machine + ".txt")
+    if not os.path.exists(path):
+        return rows, wrong
+    for line in lines(path):
+        numbers, who = line.split("\t")
+        count, units, name = numbers.split(" ", 2)
+        rows.setdefault(name, []).append((who, int(count) / int(units)))
+    with open(path) as file:
+        wrong = [tuple(line.rstrip("\n").split("\t")[1:]) for line in file if line.startswith("# WRONG\t")]
+    return rows, wrong
+
+
+def instruction_rows(folder, ceilings, counts):
+    """(name, count for each unit, must, reach, (best peer, its count) or None, ceiling)"""
     known = {}
     for line in lines(ceilings):
-        ceiling, must, reach, peer, name = line.split(None, 4)
-        known[name] = [0 if field == "-" else float(field) for field in (must, reach, peer, ceiling)]
+        ceiling, must, reach, name = line.split(None, 3)
+        known[name] = [0 if field == "-" else float(field) for field in (must, reach, ceiling)]
     for line in lines(os.path.join(folder, "instructions.txt")):
         count, units, name = line.split(" ", 2)
-        yield (name, int(count) / int(units), *known[name])
+        must, reach, ceiling = known[name]
+        peers = counts.get(name, [])[1:]
+        yield name, int(count) / int(units), must, reach, min(peers, key=lambda peer: peer[1], default=None), ceiling
 
 
 def peer_rows(folder):
@@ -63,8 +80,24 @@ def instruction_table(rows):
     yield "| instructions on MIPS32r2 | libsec | best peer | must | reach | ceiling | |"
     yield "|---|---:|---:|---:|---:|---:|---|"
     for name, value, must, reach, peer, ceiling in rows:
-        cells = [short(number) if number else "" for number in (value, peer, must, reach, ceiling)]
-        yield f"| {name} | {' | '.join(cells)} | {verdict(value, must, reach)} |"
+        best = f"{short(peer[1])}, {peer[0]}" if peer else ""
+        cells = [short(number) if number else "" for number in (must, reach, ceiling)]
+        yield f"| {name} | {short(value)} | {best} | {' | '.join(cells)} | {verdict(value, must, reach)} |"
+
+
+def counts_in_full(machine, counts):
+    """Every contender of every row, the best peer first."""
+    rows, wrong = counts
+    if not rows:
+        return
+    yield f"| instructions on {machine} | libsec | ratio | peers |"
+    yield "|---|---:|---:|---|"
+    for name, [ours, *rest] in rows.items():
+        rest = sorted(rest, key=lambda peer: peer[1])
+        ratio = f"{ours[1] / rest[0][1]:.2f}" if rest else ""
+        others = [f"{who}: {short(value)}" for who, value in rest]
+        others += [f"**{who} came to another result**" for row, who in wrong if row == name]
+        yield f"| {name} | {short(ours[1])} | {ratio} | {'; '.join(others)} |"
 
 
 def peer_table(rows):
@@ -123,10 +156,12 @@ def machine():
     yield f"Linux {platform.release()}, GCC {compiler}; load average {load:.1f} at the end."
 
 
-def bars(instructions, peers):
+def bars(instructions, emulated, peers):
     """(label, ratio to the best peer, must, reach), by panel"""
-    yield "MIPS32r2, instructions", [(name, value / peer, must / peer, reach / peer)
+    yield "MIPS32r2, instructions", [(name, value / peer[1], must / peer[1], reach / peer[1])
                                      for name, value, must, reach, peer, _ in instructions if peer]
+    yield "aarch64, instructions", [(name, ours[1] / best_peer([ours, *rest])[1], 0, 0)
+                                    for name, [ours, *rest] in emulated.items() if rest]
     yield platform.machine() + ", time", [(name, ours[1] / best_peer([ours, *rest])[1], must, reach)
                                           for name, must, reach, [ours, *rest], _ in peers if rest]
 
@@ -164,14 +199,16 @@ def plot(panels):
             f'<rect width="100%" height="100%" fill="#fff"/>\n' + "\n".join(body) + "\n</svg>\n")
 
 
-def main(folder, ceilings):
-    instructions, peers = list(instruction_rows(folder, ceilings)), peer_rows(folder)
-    parts = [machine(), instruction_table(instructions), peer_table(peers), session_table(folder), tunnel_table(folder),
-             peers_in_full(peers)]
+def main(folder, ceilings, peers):
+    mips, aarch64, timed = counted(peers, "mips"), counted(peers, "aarch64"), peer_rows(folder)
+    instructions = list(instruction_rows(folder, ceilings, mips[0]))
+    parts = [machine(), instruction_table(instructions), peer_table(timed), session_table(folder), tunnel_table(folder),
+             peers_in_full(timed), counts_in_full("MIPS32r2", mips),
+             counts_in_full("aarch64, under emulation", aarch64)]
     with open(os.path.join(folder, "table.md"), "w") as file:
-        file.write("\n\n".join("\n".join(part) for part in parts) + "\n")
+        file.write("\n\n".join(filter(None, ("\n".join(part) for part in parts))) + "\n")
     with open(os.path.join(folder, "plot.svg"), "w") as file:
-        file.write(plot(bars(instructions, peers)))
+        file.write(plot(bars(instructions, aarch64[0], timed)))
 
 
 main(*sys.argv[1:])

@@ -29,6 +29,8 @@ packages_for() {
         echo libgmp-dev libssl-dev libbotan-2-dev libtomcrypt-dev libtommath-dev libcrypto++-dev libwolfssl-dev
         echo libboost-dev libsnmp-dev python3
         ;;
+      mips-peers) echo libboost-dev m4 make perl ;;              # what those for MIPS are built with
+      aarch64-peers) echo libboost-dev ;;
       native-musl) echo musl-tools ;;
       aarch64) echo g++-aarch64-linux-gnu qemu-user ;;
       i386) echo g++-i686-linux-gnu qemu-user ;;

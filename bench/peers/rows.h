@@ -96,6 +96,7 @@ void add_botan(std::vector<row> &rows);
 void add_tomcrypt(std::vector<row> &rows);
 void add_cryptopp(std::vector<row> &rows);
 void add_wolfssl(std::vector<row> &rows);
+void add_tomsfastmath(std::vector<row> &rows);
 void add_boost(std::vector<row> &rows);
 
 }  // namespace bench
