@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# bench/count_peers.sh mips: counts the executed instructions of libsec and of independent libraries, operation
-# by operation, and puts them into bench/peers/mips.txt. Where the libraries come from: bench/mips_peers.sh.
+# bench/count_peers.sh mips|aarch64: counts the executed instructions of libsec and of independent libraries,
+# operation by operation, and puts them into bench/peers/mips.txt or aarch64.txt. Where the libraries come from:
+# bench/mips_peers.sh, bench/aarch64_peers.sh.
 set -euo pipefail
 exec </dev/null
 here=$(dirname "$(readlink -f "$0")")
@@ -12,7 +13,7 @@ here=$(dirname "$(readlink -f "$0")")
 cd "$SOURCE"
 
 machine=${1-}
-[ -n "$machine" ] && [ -r "bench/${machine}_peers.sh" ] || die "usage: bench/count_peers.sh mips"
+[ -n "$machine" ] && [ -r "bench/${machine}_peers.sh" ] || die "usage: bench/count_peers.sh mips|aarch64"
 top=$SOURCE/build/bench/$machine-peers result=bench/peers/$machine.txt
 mkdir -p "$top/versions"
 preset='' emulator='' gcc='' purposes=() peers=() includes=() folders=() libraries=()

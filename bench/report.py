@@ -177,6 +177,8 @@ def plot(panels):
     tick = lambda x, line, colour: body.append(
         f'<path d="M{x:.1f} {line - 9}v18" stroke="{colour}" stroke-width="2"/>')
     for title, rows in panels:
+        if not rows:
+            continue
         text(12, y, title, ' font-weight="bold"')
         y += step
         for name, ratio, must, reach in rows:
