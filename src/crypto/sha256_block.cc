@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "base/bytes.h"
+#include "crypto/sha256_arm.h"
 #include "crypto/sha256_constants.h"
 #include "crypto/sha256_x86.h"
 
@@ -89,6 +90,8 @@ void libsec::sha256_plain_blocks(uint32_t *state, const uint8_t *blocks, size_t 
 void libsec::sha256_blocks(uint32_t *state, const uint8_t *blocks, size_t count) {
 #if LIBSEC_SHA256_X86
   if (sha256_x86_works()) return sha256_x86_blocks(state, blocks, count);
+#elif LIBSEC_SHA256_ARM
+  if (sha256_arm_works()) return sha256_arm_blocks(state, blocks, count);
 #endif
   sha256_plain_blocks(state, blocks, count);
 }

@@ -6,6 +6,7 @@ libsec_unit_test(
   crc16_test.cc
   havege_test.cc
   kernel_random_test.cc
+  sha256_arm_test.cc
   sha256_block_test.cc
   sha256_nist_test.cc
   sha256_test.cc
@@ -17,7 +18,8 @@ libsec_unit_test(
   ${CMAKE_SOURCE_DIR}/tests/support/fake_kernel_random.cc)
 target_compile_definitions(crypto_test PRIVATE LIBSEC_VECTORS="${CMAKE_SOURCE_DIR}/tests/vectors")
 # sha256_block_test.cc lets the library believe that the processor lacks the instructions.
-target_link_options(crypto_test PRIVATE LINKER:--wrap=_ZN6libsec16sha256_x86_worksEv)
+target_link_options(crypto_test PRIVATE LINKER:--wrap=_ZN6libsec16sha256_x86_worksEv
+                                        LINKER:--wrap=_ZN6libsec16sha256_arm_worksEv)
 
 find_path(LIBSEC_CRYPTO_HEADERS openssl/evp.h)
 if(LIBSEC_CRYPTO AND LIBSEC_CRYPTO_HEADERS)

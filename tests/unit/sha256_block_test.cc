@@ -9,17 +9,24 @@
 #include <random>
 #include <vector>
 
+#include "crypto/sha256_arm.h"
 #include "crypto/sha256_constants.h"
 #include "crypto/sha256_x86.h"
 #include "support/plain_sha256.h"
 
-#if LIBSEC_SHA256_X86
 // The library asks this program whether the processor has the instructions.
 static bool processor_denied = false;
+#if LIBSEC_SHA256_X86
 extern "C" bool __real__ZN6libsec16sha256_x86_worksEv();
 extern "C" bool __wrap__ZN6libsec16sha256_x86_worksEv();
 extern "C" bool __wrap__ZN6libsec16sha256_x86_worksEv() {
   return !processor_denied && __real__ZN6libsec16sha256_x86_worksEv();
+}
+#elif LIBSEC_SHA256_ARM
+extern "C" bool __real__ZN6libsec16sha256_arm_worksEv();
+extern "C" bool __wrap__ZN6libsec16sha256_arm_worksEv();
+extern "C" bool __wrap__ZN6libsec16sha256_arm_worksEv() {
+  return !processor_denied && __real__ZN6libsec16sha256_arm_worksEv();
 }
 #endif
 
@@ -53,18 +60,16 @@ TEST(Sha256Blocks, TheChosenFormAgreesWithTheStandard) {
 }
 
 TEST(Sha256Blocks, APlainFormIsChosenWhereTheProcessorHasNone) {
-#if LIBSEC_SHA256_X86
   processor_denied = true;
   compare_with_the_standard(libsec::sha256_blocks);
   processor_denied = false;
-#else
-  compare_with_the_standard(libsec::sha256_blocks);
-#endif
 }
 
 TEST(Sha256Blocks, TheProcessorsOwnInstructionsAgreeWithTheStandard) {
 #if LIBSEC_SHA256_X86
   if (libsec::sha256_x86_works()) return compare_with_the_standard(libsec::sha256_x86_blocks);
+#elif LIBSEC_SHA256_ARM
+  if (libsec::sha256_arm_works()) return compare_with_the_standard(libsec::sha256_arm_blocks);
 #endif
   GTEST_SKIP() << "this processor has no instructions for SHA-256";
 }
