@@ -17,7 +17,12 @@ void multiply_limbs(num_limb *x, const num_limb *a, int32_t a_count, const num_l
 #ifdef __SIZEOF_INT128__
   // Whole words first, then the odd limb of each.
   const int32_t p = a_count / 2, q = b_count / 2;
-  if (p > 0 && q > 0) multiply_columns(x, a, p, b, q);
+  constexpr int32_t usual = 16;  // 1024 bits
+  if (p == usual && q == usual) {
+    multiply_columns_unrolled<usual>(x, a, b);
+  } else if (p > 0 && q > 0) {
+    multiply_columns(x, a, p, b, q);
+  }
   if (a_count % 2 != 0) num_limbs_mul_add(2 * q, b, x + 2 * p, a[2 * p]);
   if (b_count % 2 != 0) num_limbs_mul_add(a_count, a, x + 2 * q, b[2 * q]);
 #else

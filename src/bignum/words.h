@@ -73,18 +73,33 @@ class wiped_block {
   T *objects_;
 };
 
-// Word `index` of the number in `count` limbs; limbs beyond the last one read as zero. Limbs are put
-// together by value: the result depends neither on the byte order nor on the array's alignment.
+// A word in limbs, put together by value: the result depends neither on the byte order nor on the array's
+// alignment. Where the byte order allows, the compiler makes one load or store of it. (Shifts by half a word are
+// defined for words of one limb too, where analyzers look at them.)
+template <typename word>
+constexpr word load_word(const num_limb *limbs) {
+  if constexpr (limbs_per_word<word> == 1) {
+    return limbs[0];
+  } else {
+    return limbs[0] | word{limbs[1]} << bits_of<word> / 2;
+  }
+}
+
+template <typename word>
+constexpr void store_word(num_limb *limbs, word value) {
+  limbs[0] = static_cast<num_limb>(value);
+  if constexpr (limbs_per_word<word> == 2) limbs[1] = static_cast<num_limb>(value >> bits_of<word> / 2);
+}
+
+// Word `index` of the number in `count` limbs; limbs beyond the last one read as zero.
 template <typename word>
 constexpr word word_at(const num_limb *limbs, int32_t count, int32_t index) {
-  word value = 0;
-  // cppcheck-suppress compareBoolExpressionWithInt ; a variable template is taken for a comparison
-  for (int32_t part = limbs_per_word<word> - 1; part >= 0; --part) {
+  num_limb parts[limbs_per_word<word>] = {};
+  for (int32_t part = 0; part < limbs_per_word<word>; ++part) {
     const int32_t i = index * limbs_per_word<word> + part;
-    // Two steps of 16 bits: a shift by the whole width of a 32-bit word is not defined.
-    value = static_cast<word>(value << 16 << 16) | (i < count ? limbs[i] : 0);
+    if (i < count) parts[part] = limbs[i];
   }
-  return value;
+  return load_word<word>(parts);
 }
 
 // Limb `index` of the number in an array of words.

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 #include <libsec/num.h>
 
+#include "bignum/limbs.h"
 #include "support/heap.h"
+#include "support/num_random.h"
 #include "support/num_values.h"
 
 namespace {
@@ -53,6 +55,33 @@ TEST(NumMul, ALargerDestinationKeepsItsRoomAndIsCleared) {
   number x(-1, {9, 9, 9, 9});
   EXPECT_EQ(num_mul_num(&x, &a, &b), 0);
   EXPECT_EQ(limbs_of(x), (limb_list{15, 0, 0, 0}));
+}
+
+// By rows, one limb of b after the other, as every length is multiplied where words have 32 bits.
+limb_list product_by_rows(const limb_list &a, const limb_list &b) {
+  limb_list x(a.size() + b.size(), 0);
+  for (size_t k = 0; k < b.size(); ++k) {
+    libsec::num_limbs_mul_add(static_cast<int32_t>(a.size()), a.data(), x.data() + k, b[k]);
+  }
+  return x;
+}
+
+// Lengths from one limb to beyond 1024 bits, which 32 limbs are; half of the products have those.
+TEST(NumMul, ColumnsOfEveryLengthGiveWhatRowsGive) {
+  test::num_random random(13);
+  for (int set = 0; set < test::operand_sets(5000); ++set) {
+    const bool usual = random.below(2) == 0;
+    limb_list a = random.limbs(usual ? 32 : 1 + random.below(35)), b = random.limbs(usual ? 32 : 1 + random.below(35));
+    // The fullest columns: all ones, or nearly.
+    if (random.below(8) == 0) std::fill(a.begin(), a.end(), 0xffffffff);
+    if (random.below(8) == 0) std::fill(b.begin(), b.end(), 0xffffffff);
+    a.back() |= 1;
+    b.back() |= 1;
+    const number first(1, a), second(1, b);
+    number x;
+    ASSERT_EQ(num_mul_num(&x, &first, &second), 0);
+    ASSERT_EQ(limbs_of(x), product_by_rows(a, b));
+  }
 }
 
 TEST(NumMulInt, ByZeroGivesZeroWithTheSignOfTheNumber) {
