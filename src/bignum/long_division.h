@@ -63,7 +63,7 @@ word estimate_digit(const word *rest_top, const word *divisor_top, bool has_seco
 template <typename word>
 bool subtract_product(word *rest, const word *divisor, int32_t m, word digit) {
   word carry = 0;
-#pragma GCC unroll 4
+#pragma GCC unroll 2
   for (int32_t i = 0; i < m; ++i) {
     const wide_t<word> product = wide_t<word>{divisor[i]} * digit + carry;
     const word low = static_cast<word>(product);

@@ -18,11 +18,13 @@ using word = native_word;
 // words = the magnitude of `count` limbs * 2^shift, in `length` words; shift is below a word's bits.
 void load_shifted(word *words, int32_t length, const num_limb *limbs, int32_t count, int32_t shift) {
   word below = 0;
-  for (int32_t i = 0; i < length; ++i) {
-    const word value = word_at<word>(limbs, count, i);
+  const auto put = [&](int32_t i, word value) {
     words[i] = value << shift | below;
-    below = shift == 0 ? 0 : value >> (bits_of<word> - shift);
-  }
+    below = value >> 1 >> (bits_of<word> - 1 - shift);  // in two steps: shift may be 0
+  };
+  const int32_t whole = count / limbs_per_word<word>;
+  for (int32_t i = 0; i < whole; ++i) put(i, load_word<word>(limbs + i * limbs_per_word<word>));
+  for (int32_t i = whole; i < length; ++i) put(i, word_at<word>(limbs, count, i));
 }
 
 void shift_right(word *words, int32_t length, int32_t shift) {
@@ -38,7 +40,10 @@ void store(num *X, int32_t sign, const word *words, int32_t length) {
   while (count > 1 && limb_at(words, count - 1) == 0) --count;
   X->sign = sign;
   if (num_grow(X, count) != 0) return;
-  for (int32_t i = 0; i < X->limb_count; ++i) X->limbs[i] = i < count ? limb_at(words, i) : 0;
+  const int32_t whole = count / limbs_per_word<word>;
+  for (int32_t i = 0; i < whole; ++i) store_word(X->limbs + i * limbs_per_word<word>, words[i]);
+  for (int32_t i = whole * limbs_per_word<word>; i < count; ++i) X->limbs[i] = limb_at(words, i);
+  for (int32_t i = count; i < X->limb_count; ++i) X->limbs[i] = 0;
 }
 
 // For |A| >= |B| > 0.
