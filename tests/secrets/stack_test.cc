@@ -91,6 +91,8 @@ TEST_F(StackSecrets, AWakeLeavesNeitherExponentNorGeneratorNorKey) {
   ASSERT_EQ(exponent[0], static_cast<uint8_t>(generator->pool[0] ^ generator->pool[HAVEGE_POOL_WORDS / 2]));
   EXPECT_EQ(stack->words_held(generator->pool, HAVEGE_POOL_WORDS), 0u);
   EXPECT_EQ(stack->words_held(generator->walk_table, HAVEGE_WALK_WORDS), 0u);
+  EXPECT_NE(generator->walk_pointer_1 >> 16, 0);
+  EXPECT_EQ(stack->words_held(&generator->walk_pointer_1, 1), 0u);
 
   EXPECT_FALSE(stack->holds_piece_of(exponent, 6));
   EXPECT_EQ(stack->words_held(security_sessions.x.limbs, 32), 0u);
@@ -98,6 +100,25 @@ TEST_F(StackSecrets, AWakeLeavesNeitherExponentNorGeneratorNorKey) {
   for (const bool one_more : {false, true}) {
     const auto digits = digits_of_product<native_word>(security_sessions.k, security_sessions.p, one_more);
     EXPECT_EQ(stack->words_held(digits.data(), digits.size()), 0u);
+  }
+}
+
+// A key is copied where its length is not whole slices, or where the output will cover it.
+TEST_F(StackSecrets, ACopiedKeyIsWiped) {
+  const bytes key = test_key();
+  std::vector<uint32_t> words;
+  for (size_t i = 0; i < key.size(); i += 4) words.push_back(read_be32(key, i));
+  const auto *const loaded = reinterpret_cast<const uint8_t *>(words.data());
+  for (const size_t length : {20, 124, 128}) {
+    for (const uint32_t rounds : {31, 32}) {
+      bytes room(256);
+      std::copy(key.begin(), key.end(), room.begin());
+      uint8_t *const output = length % 16 != 0 ? room.data() + 128 : room.data();
+      const painted_stack stack(
+          [&] { encrypt(room.data() + 128, output, 128, room.data(), static_cast<uint32_t>(length), rounds); });
+      EXPECT_FALSE(stack.holds_piece_of(key, 8) || stack.holds_piece_of({loaded, loaded + key.size()}, 16))
+          << length << " bytes, " << rounds << " rounds";
+    }
   }
 }
 

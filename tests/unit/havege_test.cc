@@ -3,6 +3,7 @@
 #include <libsec/crypto.h>
 
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <set>
@@ -113,6 +114,29 @@ TEST(Havege, SignalsCostNoRandomBytes) {
   disturbed = initialised();
   EXPECT_EQ(kernel.asked(), sizeof disturbed->pool);
   EXPECT_EQ(std::memcmp(quiet->pool, disturbed->pool, sizeof quiet->pool), 0);
+}
+
+TEST(Havege, BytesThatTheKernelDoesNotGiveChangeNothing) {
+  // It gives the first 256 bytes, and there is no device.
+  fake_clock frozen(5001);
+  fake_kernel_random kernel(nothing_works);
+  const auto without = initialised();
+  static bool given;
+  given = false;
+  libsec::test::getrandom_hook = [](uint8_t *bytes, size_t length) {
+    if (given) {
+      errno = ENOSYS;
+      return ssize_t{-1};
+    }
+    given = true;
+    std::memset(bytes, 0x5A, length);
+    return static_cast<ssize_t>(length);
+  };
+  const auto with = initialised();
+  libsec::test::getrandom_hook = nullptr;
+  for (size_t i = 0; i < HAVEGE_POOL_WORDS; ++i) {
+    EXPECT_EQ(with->pool[i] ^ without->pool[i], i < 64 ? 0x5A5A5A5A : 0) << "pool word " << i;
+  }
 }
 
 TEST(Havege, EveryPassAsksTheKernelForAWholePool) {

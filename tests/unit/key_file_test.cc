@@ -213,16 +213,23 @@ TEST_F(KeyFile, AnEmptyNumberOfDigitsLoadsNoByte) {
   expect_key(modulus, f4);
 }
 
+int open_descriptors() {
+  int count = 0;
+  for (int descriptor = 0; descriptor < 256; ++descriptor) count += fcntl(descriptor, F_GETFD) != -1;
+  return count;
+}
+
 TEST_F(KeyFile, TheFileIsClosedAfterwards) {
-  const auto open_descriptors = [] {
-    int count = 0;
-    for (int descriptor = 0; descriptor < 256; ++descriptor) count += fcntl(descriptor, F_GETFD) != -1;
-    return count;
-  };
   const int before = open_descriptors();
   EXPECT_EQ(load(n + "\n" + e + "\n"), 0);
   EXPECT_EQ(load(""), 0);
   EXPECT_EQ(open_descriptors(), before);
+}
+
+TEST_F(KeyFile, TheFileStaysOpenAfterALineThatIsTooLong) {
+  const int before = open_descriptors();
+  EXPECT_EQ(load(std::string(300, '#') + "\n" + n + "\n"), 0);
+  EXPECT_EQ(open_descriptors(), before + 1);
 }
 
 TEST_F(KeyFile, LoadingAKeyDropsTheCacheOfTheModulusBefore) {

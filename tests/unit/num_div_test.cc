@@ -108,6 +108,7 @@ TEST(NumDiv, FailedGrowthOfTheResultsIsNotReported) {
   }
   EXPECT_EQ(q.limb_count, 0);
   EXPECT_EQ(r.limb_count, 0);
+  EXPECT_TRUE(q.sign == -1 && r.sign == 1);
   const test::heap_watch heap(0);
   EXPECT_EQ(num_div_num(&q, &r, &a, &b), NUM_ERR_ALLOC_FAILED);
   EXPECT_EQ(num_mod_num(&r, &a, &a), NUM_ERR_ALLOC_FAILED);

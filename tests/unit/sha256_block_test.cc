@@ -37,7 +37,7 @@ using blocks_function = void (*)(uint32_t *state, const uint8_t *blocks, size_t 
 void compare_with_the_standard(blocks_function compress) {
   std::mt19937 random(1);
   for (size_t i = 0; i < 2000; ++i) {
-    const size_t count = i % 6, offset = i % 5;
+    const size_t count = i == 0 ? 300 : i % 6, offset = i % 5;
     alignas(16) uint32_t room[8 + 3];
     uint32_t *const state = room + i % 4, expected[8];  // a state stands at any word
     for (size_t k = 0; k < 8; ++k) state[k] = expected[k] = static_cast<uint32_t>(random());

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Descriptors: which ones are kept, which are closed, and by whom.
+#include "transport/sockets.h"
+
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -181,6 +183,11 @@ TEST_F(Sockets, AConnectionWhoseDescriptorNoSetHoldsIsClosedAndCountsAsFailed) {
   EXPECT_FALSE(is_open(high));
   EXPECT_TRUE(peer.is_closed());
   setrlimit(RLIMIT_NOFILE, &before);
+}
+
+TEST_F(Sockets, ASetHasRoomForDescriptorsBelowItsSize) {
+  EXPECT_TRUE(selectable(0) && selectable(FD_SETSIZE - 1));
+  EXPECT_FALSE(selectable(-1) || selectable(FD_SETSIZE));
 }
 
 TEST_F(Sockets, DestroyWithANullContextReturnsAtOnce) {

@@ -217,6 +217,13 @@ TEST(XteaBuffer, EveryLengthAgreesWithTheOracleAndLeavesTheLastBlocksTables) {
   for (uint32_t length = 1; length <= 400; ++length) compare_with_oracle(random, length, 128, 32, length % 2 != 0);
 }
 
+TEST(XteaBuffer, LongBuffersAgreeWithTheOracle) {
+  std::mt19937 random(6);
+  for (const uint32_t length : {32765u, 32769u, 39984u, 65529u, 65537u}) {
+    compare_with_oracle(random, length, 128, 32, true);
+  }
+}
+
 TEST(XteaBuffer, EveryKeyLengthAgreesWithTheOracle) {
   std::mt19937 random(3);
   for (uint32_t key_length = 4; key_length <= 140; ++key_length) {
