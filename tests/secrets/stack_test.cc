@@ -109,8 +109,8 @@ TEST_F(StackSecrets, ACopiedKeyIsWiped) {
   std::vector<uint32_t> words;
   for (size_t i = 0; i < key.size(); i += 4) words.push_back(read_be32(key, i));
   const auto *const loaded = reinterpret_cast<const uint8_t *>(words.data());
-  for (const size_t length : {20, 124, 128}) {
-    for (const uint32_t rounds : {31, 32}) {
+  for (const size_t length : {20U, 124U, 128U}) {
+    for (const uint32_t rounds : {31U, 32U}) {
       bytes room(256);
       std::copy(key.begin(), key.end(), room.begin());
       uint8_t *const output = length % 16 != 0 ? room.data() + 128 : room.data();
