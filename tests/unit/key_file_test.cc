@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include "support/captured.h"
 #include "support/heap.h"
@@ -78,7 +79,7 @@ TEST_F(KeyFile, AMissingFileLeavesAnEarlierKeyInPlace) {
 }
 
 TEST_F(KeyFile, ADirectoryInTheFilesPlaceCountsAsAFileWithoutKeys) {
-  std::filesystem::create_directory("publickeys.dat");
+  ASSERT_EQ(mkdir("publickeys.dat", 0700), 0);
   EXPECT_EQ(init(), 0);
   expect_key(bytes(128), bytes(3));
 }

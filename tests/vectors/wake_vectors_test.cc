@@ -5,6 +5,7 @@
 #include <libsec/packet.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -108,7 +109,7 @@ TEST_F(WakeVectors, EachIsAcceptedOrRefusedAsItSays) {
   const working_directory directory;
   size_t played = 0, accepted = 0;
   for (const json &group : vectors_file().at("groups")) {
-    std::filesystem::remove("publickeys.dat");
+    std::remove("publickeys.dat");
     if (!group.at("key_file").is_null()) directory.write("publickeys.dat", group.at("key_file").get<std::string>());
     for (const json &one : group.at("cases")) {
       SCOPED_TRACE(group.at("comment").get<std::string>() + ", case " + one.at("id").dump() + ": " +
