@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "support/calls.h"
+#include "support/msan/memory.h"
 
 namespace libsec::test {
 
@@ -20,7 +21,11 @@ class failing_heap {
   static constexpr int never = -1;
 
   explicit failing_heap(hooked_calls &calls) : calls_(calls) {
-    calls_->malloc = [this](size_t length) { return give(length, 0xA5); };
+    calls_->malloc = [this](size_t length) {
+      void *const memory = give(length, 0xA5);
+      if (memory != nullptr) count_as_unwritten(memory, length);
+      return memory;
+    };
     calls_->calloc = [this](size_t count, size_t length) { return give(count * length, 0); };
     calls_->free = [this](void *memory) {
       void **const end = held_ + held_count_;

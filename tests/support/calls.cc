@@ -2,14 +2,54 @@
 // The linker's --wrap=NAME leads calls of NAME to __wrap_NAME, and __real_NAME to NAME itself.
 #include "support/calls.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
+#include <type_traits>
+
+#include "support/msan/memory.h"
 
 namespace libsec::test {
 namespace {
 
 call_hooks *hooks = nullptr;
+
+constexpr size_t longest_datagram = 65535;  // the system refuses more without reading it
+
+// What the code under test passes must have been written, whoever takes it: the numbers and pointers themselves,
+// behind pointers to const a text or as many bytes as the next argument says, and what select() and the lengths of
+// addresses start from. Of the times it is the last argument's: gettimeofday(), whose is not, only writes.
+void passed() {}
+
+template <typename First, typename... Rest>
+void passed(First first, Rest... rest) {
+  must_be_written(&first, sizeof first);
+  if constexpr (std::is_same_v<First, const char *>) {
+    if (first != nullptr) must_be_written(first, std::strlen(first) + 1);
+  } else if constexpr (std::is_same_v<First, const void *> || std::is_same_v<First, const sockaddr *>) {
+    const size_t length = [](auto next, auto...) { return static_cast<size_t>(next); }(rest...);
+    if (length <= longest_datagram) must_be_written(first, length);
+  } else if constexpr (std::is_same_v<First, fd_set *> || std::is_same_v<First, socklen_t *> ||
+                       (std::is_same_v<First, timeval *> && sizeof...(rest) == 0)) {
+    must_be_written(first, sizeof *first);
+  }
+  passed(rest...);
+}
+
+// What a line is made of, up to the first that is neither "%s" nor "%d": the library prints nothing else.
+void passed_line(const char *format, va_list arguments) {
+  va_list list;
+  va_copy(list, arguments);
+  passed(format);
+  for (const char *at = std::strchr(format, '%'); at != nullptr; at = std::strchr(at + 2, '%')) {
+    if (at[1] != 's' && at[1] != 'd') break;
+    at[1] == 's' ? passed(va_arg(list, const char *)) : passed(va_arg(list, int));
+  }
+  va_end(list);
+}
 
 // The hook of one call, or the call itself.
 template <typename Signature, typename Real, typename... Arguments>
@@ -44,11 +84,13 @@ int fail(int error) {
 
 using libsec::test::call;
 using libsec::test::call_hooks;
+using libsec::test::passed;
 
 #define WRAPPED(result, name, parameters, ...)                                \
   extern "C" result __real_##name parameters;                                 \
   extern "C" result __wrap_##name parameters;                                 \
   extern "C" result __wrap_##name parameters {                                \
+    passed(__VA_ARGS__);                                                      \
     return call(&call_hooks::name, __real_##name __VA_OPT__(, ) __VA_ARGS__); \
   }                                                                           \
   result libsec::test::real_##name parameters {                               \
@@ -94,6 +136,8 @@ extern "C" int __wrap_fcntl(int descriptor, int command, ...) {
   va_start(list, command);
   const long argument = va_arg(list, long);  // read even where none was passed: it is not used then
   va_end(list);
+  passed(descriptor, command);
+  if (command == F_SETFL) passed(argument);
   return call(&call_hooks::fcntl, libsec::test::real_fcntl, descriptor, command, argument);
 }
 
@@ -109,6 +153,7 @@ extern "C" int __wrap_open(const char *path, int flags, ...) {
   va_start(list, flags);
   const int mode = va_arg(list, int);  // as above
   va_end(list);
+  passed(path, flags);
   return call(&call_hooks::open, libsec::test::real_open, path, flags, mode);
 }
 
@@ -121,6 +166,7 @@ int libsec::test::real_printf(const char *format, va_list arguments) {
 extern "C" int __wrap_printf(const char *format, ...) {
   va_list list;
   va_start(list, format);
+  libsec::test::passed_line(format, list);
   const int result = call(&call_hooks::printf, libsec::test::real_printf, format, list);
   va_end(list);
   return result;

@@ -3,6 +3,8 @@
 
 #include <cstddef>
 
+#include "support/msan/memory.h"
+
 extern "C" {
 void *__real_malloc(size_t size);
 void __real_free(void *block);
@@ -35,6 +37,7 @@ void *__wrap_malloc(size_t size) {
   if (start != nullptr) {
     // Never zero by luck: what must be cleared is found dirty.
     for (size_t i = 0; i < size; ++i) start[i] = 0xa5;
+    libsec::test::count_as_unwritten(start, size);
     if (held_count < 4096) held[held_count++] = {start, size};
   }
   return start;

@@ -10,13 +10,13 @@
 #include <cstring>
 #include <vector>
 
+#include "support/msan/memory.h"
+
 #if defined(__SANITIZE_ADDRESS__)
 #define LIBSEC_TEST_ASAN 1
 #elif defined(__has_feature)
 #if __has_feature(address_sanitizer)
 #define LIBSEC_TEST_ASAN 1
-#elif __has_feature(memory_sanitizer)
-#define LIBSEC_TEST_MSAN 1
 #endif
 #endif
 
