@@ -11,7 +11,7 @@ packages_for() {
       tools) echo libssl-dev libcli11-dev libfmt-dev libpcap-dev nlohmann-json3-dev openssl ;; # the management station's tools
       netns) echo iproute2 ;;                                    # private network namespaces
       snmp) echo snmp ;;                                         # for snmpd itself see need_snmpd
-      test) echo googletest libgmp-dev libssl-dev libtomcrypt-dev pkgconf python3 ;; # unit tests and their oracles
+      test) echo googletest libgmp-dev libssl-dev libtomcrypt-dev nlohmann-json3-dev pkgconf python3 ;; # unit tests and their oracles
       shells) echo bash zsh fish ;;                               # the tests of the completions
       clients) echo python3-pysnmp4 ;;                            # a further client of the tunnel's tests
       wireshark) echo tshark python3 ;;                           # the dissector's tests

@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "support/msan/memory.h"
+
 namespace libsec::test {
 namespace {
 
@@ -18,6 +20,12 @@ void must(bool good, const char *what) {
   std::abort();
 }
 
+// What OpenSSL has put there.
+bytes written(const bytes &out) {
+  other_library::wrote(out.data(), out.size());
+  return out;
+}
+
 EVP_PKEY *pkey(void *key) {
   return static_cast<EVP_PKEY *>(key);
 }
@@ -25,6 +33,7 @@ EVP_PKEY *pkey(void *key) {
 }  // namespace
 
 bytes mod_exp(const bytes &base, const bytes &exponent, const bytes &modulus) {
+  const other_library openssl;
   const auto read = [](const bytes &b) { return BN_bin2bn(b.data(), static_cast<int>(b.size()), nullptr); };
   BIGNUM *a = read(base), *e = read(exponent), *n = read(modulus), *r = BN_new();
   BN_CTX *scratch = BN_CTX_new();
@@ -33,16 +42,18 @@ bytes mod_exp(const bytes &base, const bytes &exponent, const bytes &modulus) {
   must(BN_bn2binpad(r, out.data(), 128) == 128, "BN_bn2binpad");
   for (BIGNUM *number : {a, e, n, r}) BN_free(number);
   BN_CTX_free(scratch);
-  return out;
+  return written(out);
 }
 
 bytes openssl_sha256(const bytes &message) {
+  const other_library openssl;
   bytes digest(32);
   must(EVP_Digest(message.data(), message.size(), digest.data(), nullptr, EVP_sha256(), nullptr) == 1, "EVP_Digest");
-  return digest;
+  return written(digest);
 }
 
 signer::signer() : key_(nullptr) {
+  const other_library openssl;
   BIO *pem = BIO_new_mem_buf(vectors::key_pair_pem, -1);
   key_ = PEM_read_bio_PrivateKey(pem, nullptr, nullptr, nullptr);
   BIO_free(pem);
@@ -50,6 +61,7 @@ signer::signer() : key_(nullptr) {
 }
 
 signer::signer(unsigned long public_exponent) : key_(nullptr) {
+  const other_library openssl;
   EVP_PKEY_CTX *context = EVP_PKEY_CTX_new_from_name(nullptr, "RSA", nullptr);
   BIGNUM *e = BN_new();
   BN_set_word(e, public_exponent);
@@ -63,19 +75,22 @@ signer::signer(unsigned long public_exponent) : key_(nullptr) {
 }
 
 signer::~signer() {
+  const other_library openssl;
   EVP_PKEY_free(pkey(key_));
 }
 
 bytes signer::modulus() const {
+  const other_library openssl;
   BIGNUM *n = nullptr;
   must(EVP_PKEY_get_bn_param(pkey(key_), "n", &n) == 1, "EVP_PKEY_get_bn_param");
   bytes out(128);
   must(BN_bn2binpad(n, out.data(), 128) == 128, "BN_bn2binpad");
   BN_free(n);
-  return out;
+  return written(out);
 }
 
 bytes signer::sign(const bytes &message) const {
+  const other_library openssl;
   EVP_MD_CTX *context = EVP_MD_CTX_new();
   bytes out(128);
   size_t length = out.size();
@@ -83,10 +98,11 @@ bytes signer::sign(const bytes &message) const {
            EVP_DigestSign(context, out.data(), &length, message.data(), message.size()) == 1 && length == 128,
        "EVP_DigestSign");
   EVP_MD_CTX_free(context);
-  return out;
+  return written(out);
 }
 
 bytes signer::sign_raw(const bytes &block) const {
+  const other_library openssl;
   EVP_PKEY_CTX *context = EVP_PKEY_CTX_new(pkey(key_), nullptr);
   bytes out(128);
   size_t length = out.size();
@@ -94,7 +110,7 @@ bytes signer::sign_raw(const bytes &block) const {
            EVP_PKEY_decrypt(context, out.data(), &length, block.data(), block.size()) == 1 && length == 128,
        "EVP_PKEY_decrypt");
   EVP_PKEY_CTX_free(context);
-  return out;
+  return written(out);
 }
 
 bytes signer::wake(wake_fields fields) const {
