@@ -66,10 +66,6 @@ __attribute__((no_stack_protector)) void libsec::leave_full_tables(uint32_t key_
                                                                    uint32_t key_3) {
   xtea_schedule<true, uint32_t> schedule({key_0, key_1, key_2, key_3});
   full_tables = true;
-  for_each_half<true>([&](auto half) __attribute__((always_inline)) {
-    constexpr bool first = half % 2 == 0;
-    const uint32_t cycle = half / 2, word = schedule.template word<half>();
-    (first ? key_encode_phase1 : key_encode_phase2)[cycle] = word;
-    (first ? key_decode_phase2 : key_decode_phase1)[xtea_full_cycles - 1 - cycle] = word;
-  });
+  for_each_half<true>([&](auto half)
+                          __attribute__((always_inline)) { leave_word<half>(schedule.template word<half>()); });
 }

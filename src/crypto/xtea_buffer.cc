@@ -32,18 +32,22 @@ struct long_key {
   const uint8_t *slice_of_block(uint32_t index) const { return bytes + size_t{4} * (slice_words * index % words); }
 };
 
-// One block, and behind the last one the tables, unless they hold its schedule already: writing their 128
-// words costs half as much as the block. (No stack protector: the key words stay in registers.)
+// One block. The last one leaves its schedule in the tables on the way, unless they hold it already: storing 128
+// words costs a quarter of the block. (No stack protector: the key words stay in registers.)
 template <bool enciphering>
 __attribute__((noinline, no_stack_protector)) void run_single(const uint8_t *input, uint8_t *output,
                                                               const uint8_t *slice_bytes, bool last) {
   slice key;
   load_slice(key, slice_bytes);
   uint32_t left = load_be32(input), right = load_be32(input + 4);
-  libsec::xtea_run<enciphering>(left, right, key);
+  if (last && !libsec::tables_hold(key)) {
+    libsec::full_tables = true;
+    libsec::xtea_run<enciphering, true>(left, right, key);
+  } else {
+    libsec::xtea_run<enciphering>(left, right, key);
+  }
   store_be32(output, left);
   store_be32(output + 4, right);
-  if (last && !libsec::tables_hold(key)) libsec::leave_full_tables(key[0], key[1], key[2], key[3]);
 }
 
 __attribute__((no_stack_protector)) void leave_tables_of(const uint8_t *slice_bytes) {
@@ -106,13 +110,8 @@ bool can_stay(long_key key, const uint8_t *output, uint32_t blocks) {
 }
 
 template <bool enciphering>
-[[gnu::always_inline]] inline void process(const uint8_t *input, uint8_t *output, uint32_t length,
-                                           const uint8_t *key_bytes, uint32_t key_length, uint32_t rounds) {
-  const bool one_block = length - 1 < block_bytes;  // 0 - 1 is huge
-  if (one_block && key_length >= sizeof(slice) && (rounds & 0xFF) >= libsec::xtea_full_cycles) {
-    run_single<enciphering>(input, output, key_bytes, true);
-    return;
-  }
+[[gnu::noinline]] void process_any(const uint8_t *input, uint8_t *output, uint32_t length, const uint8_t *key_bytes,
+                                   uint32_t key_length, uint32_t rounds) {
   if (length == 0 || key_length < 4) return;
   // Deliberate: a length that is no multiple of the block size is rounded up.
   const uint32_t blocks = static_cast<uint32_t>(length / block_bytes) + (length % block_bytes != 0);
@@ -120,6 +119,18 @@ template <bool enciphering>
   const long_key key{key_bytes, words < max_words ? words : max_words};
   (can_stay(key, output, blocks) ? run<enciphering> : run_with_copied_key<enciphering>)(input, output, blocks, key,
                                                                                         rounds);
+}
+
+// One block goes straight to its work: what other lengths have to look at first would cost it most.
+template <bool enciphering>
+[[gnu::always_inline]] inline void process(const uint8_t *input, uint8_t *output, uint32_t length,
+                                           const uint8_t *key_bytes, uint32_t key_length, uint32_t rounds) {
+  const bool one_block = length - 1 < block_bytes;  // 0 - 1 is huge
+  if (one_block && key_length >= sizeof(slice) && (rounds & 0xFF) >= libsec::xtea_full_cycles) {
+    run_single<enciphering>(input, output, key_bytes, true);
+  } else {
+    process_any<enciphering>(input, output, length, key_bytes, key_length, rounds);
+  }
 }
 
 }  // namespace

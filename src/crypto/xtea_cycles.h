@@ -110,17 +110,29 @@ template <bool forwards, typename function>
   for_each_half<forwards>(step, std::make_integer_sequence<uint32_t, xtea_halves>{});
 }
 
-// Enciphers or deciphers left and right in place.
-template <bool enciphering, typename word, typename key_word>
+// Puts the schedule word of a half into its two places in the exported tables. Deciphering undoes the cycles from
+// the last to the first, so its tables are the other's reversed.
+template <uint32_t half>
+[[gnu::always_inline]] inline void leave_word(uint32_t word) {
+  constexpr bool first = half % 2 == 0;
+  constexpr uint32_t cycle = half / 2;
+  (first ? key_encode_phase1 : key_encode_phase2)[cycle] = word;
+  (first ? key_decode_phase2 : key_decode_phase1)[xtea_full_cycles - 1 - cycle] = word;
+}
+
+// Enciphers or deciphers left and right in place, and on request leaves the schedule in the tables on the way.
+template <bool enciphering, bool leaving = false, typename word, typename key_word>
 [[gnu::always_inline]] inline void xtea_run(word &left, word &right, const key_word (&key)[slice_words]) {
   xtea_schedule<enciphering, key_word> schedule(key);
   for_each_half<enciphering>([&](auto half) __attribute__((always_inline)) {
     word &changed = half % 2 == 0 ? left : right;
     const word &other = half % 2 == 0 ? right : left;
+    const key_word added = schedule.template word<half>();
+    if constexpr (leaving) leave_word<half>(added);
     if constexpr (enciphering) {
-      changed += xtea_mix(other) ^ schedule.template word<half>();
+      changed += xtea_mix(other) ^ added;
     } else {
-      changed -= xtea_mix(other) ^ schedule.template word<half>();
+      changed -= xtea_mix(other) ^ added;
     }
   });
 }
