@@ -2,6 +2,7 @@
 // Division of arrays of words: Knuth, The Art of Computer Programming 2, 4.3.1, Algorithm D.
 #pragma once
 
+#include "bignum/adx_row.h"
 #include "bignum/words.h"
 
 namespace libsec {
@@ -73,6 +74,17 @@ bool subtract_product(word *rest, const word *divisor, int32_t m, word digit) {
   return rest[m] < carry;
 }
 
+// The same, for the usual length by the instructions that not every processor has.
+template <typename word>
+bool subtract_row(word *rest, const word *divisor, int32_t m, word digit) {
+#if LIBSEC_ADX
+  if constexpr (bits_of<word> == 64) {
+    if (m == adx_row_words && adx_works()) return rest[m] < subtract_product_adx(rest, divisor, digit);
+  }
+#endif
+  return subtract_product(rest, divisor, m, digit);
+}
+
 // rest[0..m-1] += divisor[0..m-1]; the carry out of it would meet the borrow.
 template <typename word>
 void add_back(word *rest, const word *divisor, int32_t m) {
@@ -91,7 +103,7 @@ void divide_words(word *q, word *x, int32_t n, const word *y, int32_t m) {
   const word reciprocal = reciprocal_of(y[m - 1]);
   for (int32_t j = n - m; j >= 0; --j) {
     word digit = estimate_digit(x + j + m, y + m - 1, m > 1, reciprocal);
-    if (subtract_product(x + j, y, m, digit)) {
+    if (subtract_row(x + j, y, m, digit)) {
       add_back(x + j, y, m);
       --digit;
     }

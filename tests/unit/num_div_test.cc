@@ -180,6 +180,37 @@ TEST(LongDivision, TwoWordsAreDividedByTheReciprocalAsByTheMachine) {
   }
 }
 
+#if LIBSEC_ADX
+TEST(LongDivision, RowsByTheProcessorsInstructionsAreTheCompiledOnes) {
+  if (!libsec::adx_works()) GTEST_SKIP() << "this processor lacks BMI2 or ADX";
+  constexpr int32_t m = libsec::adx_row_words;
+  test::num_random random(14);
+  const auto words = [&](size_t count) {
+    std::vector<uint64_t> value;
+    for (const num_limb limb : random.limbs(static_cast<int>(count))) {
+      value.push_back(random.below(4) == 0 ? uint64_t{random.limb()} << 32 | random.limb() : uint64_t{0} - (limb & 1));
+    }
+    return value;
+  };
+  for (int set = 0; set < test::operand_sets(20000); ++set) {
+    const std::vector<uint64_t> divisor = words(m), given = words(m + 1);
+    const uint64_t digit = words(1)[0];
+    std::vector<uint64_t> rest = given;
+    const uint64_t carry = libsec::subtract_product_adx(rest.data(), divisor.data(), digit);
+    ASSERT_EQ(rest[m], given[m]);
+    // The compiled row only tells whether the top word is below the carry: the carry is not, one less is.
+    std::vector<uint64_t> expected = given;
+    expected[m] = rest[m] = carry;
+    ASSERT_FALSE(libsec::subtract_product(expected.data(), divisor.data(), m, digit));
+    ASSERT_EQ(rest, expected);
+    if (carry == 0) continue;
+    std::copy_n(given.begin(), m, expected.begin());
+    expected[m] = carry - 1;
+    ASSERT_TRUE(libsec::subtract_product(expected.data(), divisor.data(), m, digit));
+  }
+}
+#endif
+
 #ifdef __SIZEOF_INT128__
 TEST(LongDivision, WordsOf32And64BitsGiveTheSameDigits) {
   test::num_random random(11);
