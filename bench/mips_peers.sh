@@ -90,6 +90,17 @@ build_wolfssl() {
   keep wolfssl wolfSSL
 }
 
+# Its code for this processor is C++; only what the rows use is built.
+build_botan() {
+  unpack botan
+  python3 configure.py --cpu=mips32 --os=linux --cc=gcc --cc-bin="$top/g++" --ar-command="$gcc-ar" --minimized-build \
+    --enable-modules=bigint,numbertheory,sha2_32,xtea --build-targets=static --without-documentation
+  make libbotan-2.a
+  cp -rL build/include/botan "$top/include/" # links
+  cp libbotan-2.a "$top/lib/"
+  keep botan Botan
+}
+
 build_boost() {
   ln -sfn /usr/include/boost "$top/include/boost"
   dpkg-query -W -f '${Version}\n' libboost-dev >"$top/versions/Boost.CRC"
@@ -118,15 +129,19 @@ peer() {
 }
 
 get_peers() {
+  local tool
   mkdir -p "$top/include" "$top/lib" "$top/done"
   # For the library's processor, which is the compiler's default too, and with the compiler's cache, where there is one.
-  printf '#!/bin/sh\nexec %s %s-gcc -march=mips32r2 "$@"\n' "$(command -v ccache || true)" "$gcc" >"$top/gcc"
-  chmod +x "$top/gcc"
+  for tool in gcc g++; do
+    printf '#!/bin/sh\nexec %s %s-%s -march=mips32r2 "$@"\n' "$(command -v ccache || true)" "$gcc" "$tool" >"$top/$tool"
+    chmod +x "$top/$tool"
+  done
   peer gmp gmp
   peer openssl crypto atomic
   peer tomcrypt tomcrypt tommath
   peer tomsfastmath tfm
   peer wolfssl wolfssl
+  peer botan botan-2
   peer boost
   includes=("$top/include") folders=("$top/lib")
 }

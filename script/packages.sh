@@ -29,7 +29,7 @@ packages_for() {
         echo libgmp-dev libssl-dev libbotan-2-dev libtomcrypt-dev libtommath-dev libcrypto++-dev libwolfssl-dev
         echo libboost-dev libsnmp-dev python3
         ;;
-      mips-peers) echo libboost-dev m4 make perl ;;              # what those for MIPS are built with
+      mips-peers) echo libboost-dev m4 make perl python3 ;;      # what those for MIPS are built with
       aarch64-peers) echo libboost-dev ;;
       native-musl) echo musl-tools ;;
       aarch64) echo g++-aarch64-linux-gnu qemu-user ;;
