@@ -45,7 +45,8 @@ build_openssl() {
     idea legacy md4 mdc2 ocb ocsp poly1305 psk rc2 rc4 rmd160 scrypt seed siphash siv sm2 sm3 sm4 sock srp srtp ts
     ui-console whirlpool)
   unpack openssl
-  ./Configure linux-mips32 "${without[@]/#/no-}" CC="$top/gcc" AR="$gcc-ar" RANLIB="$gcc-ranlib"
+  # Where no processor is named here, it names an older one to the compiler.
+  ./Configure linux-mips32 "${without[@]/#/no-}" -march=mips32r2 CC="$top/gcc" AR="$gcc-ar" RANLIB="$gcc-ranlib"
   make build_generated
   make libcrypto.a
   cp -r include/openssl "$top/include/"
