@@ -16,6 +16,7 @@ packages_for() {
       clients) echo python3-pysnmp4 ;;                            # a further client of the tunnel's tests
       wireshark) echo tshark python3 ;;                           # the dissector's tests
       root) echo debootstrap systemd-container ;;                 # script/debian-root
+      machine) echo qemu-system-x86 ;;                            # script/debian-kernel
       package) echo debhelper dpkg-dev build-essential libpcap-dev ;;          # script/package
       examples) echo jq xxd ;;                                   # what examples of the manual pages pipe into
       service) echo systemd ;;                                   # systemd-analyze; nothing is started

@@ -51,19 +51,25 @@ apt_install() {
     </dev/null >/dev/null
 }
 
+# unpack FOLDER PACKAGE...: fetches packages into a folder of build/packages, without installing them.
+unpack() {
+  local folder=$SOURCE/build/packages/$1 package
+  shift
+  say "apt-get download $* (unpacked into build/packages; nothing is installed)"
+  rm -rf "$folder"
+  mkdir -p "$folder"
+  (cd "$folder" && apt-get download -qq -o APT::Sandbox::User= "$@" </dev/null &&
+    for package in *.deb; do dpkg-deb -x "$package" . && rm "$package" || exit 1; done)
+}
+
 # need_snmpd: sets $snmpd to an snmpd that can be run. Its package would start a service on port 161
-# of the machine itself, now and after every start, so it is unpacked into the build folder instead.
+# of the machine itself, now and after every start, so it is only unpacked.
 need_snmpd() {
-  local unpacked=$SOURCE/build/packages/snmpd
   need snmp
   snmpd=$(command -v snmpd || true)
   [ -z "$snmpd" ] || return 0
-  snmpd=$unpacked/usr/sbin/snmpd
-  [ ! -x "$snmpd" ] || return 0
-  say "apt-get download snmpd (unpacked into build/packages; no service is installed)"
-  mkdir -p "$unpacked"
-  (cd "$unpacked" && apt-get download -qq -o APT::Sandbox::User= snmpd </dev/null && dpkg-deb -x snmpd_*.deb . && rm snmpd_*.deb) ||
-    die "snmpd could not be downloaded; try: apt-get update"
+  snmpd=$SOURCE/build/packages/snmpd/usr/sbin/snmpd
+  [ -x "$snmpd" ] || unpack snmpd snmpd || die "snmpd could not be downloaded; try: apt-get update"
 }
 
 # cores: how many jobs to run at once.
