@@ -6,6 +6,7 @@ libsec_unit_test(
   crc16_test.cc
   havege_test.cc
   kernel_random_test.cc
+  processor_test.cc
   sha256_arm_test.cc
   sha256_block_test.cc
   sha256_nist_test.cc

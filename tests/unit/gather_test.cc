@@ -138,6 +138,18 @@ TEST_F(Gather, APacketThatIsWholeAtTheLastMomentIsStillDelivered) {
   EXPECT_EQ(r.output, std::string(accepted) + whole + late + received(40) + unrecognised);
 }
 
+TEST_F(Gather, AClockThatIsSetBackEndsTheWaiting) {
+  tcp_peer peer(context);
+  peer.send(plain_packet(40));
+  calls->recv = [this](int d, void *to, size_t, int flags) {
+    clock.advance_ms(-1);
+    return real_recv(d, to, 20, flags);
+  };
+  const reception r = receive();
+  EXPECT_EQ(r.delivered().size(), 20u);
+  EXPECT_EQ(r.output, std::string(accepted) + late + received(20) + unrecognised);
+}
+
 TEST_F(Gather, APeerThatSendsNothingForFiveSecondsIsNoDataAndTheNextCallAcceptsAnother) {
   tcp_peer silent(context);
   expect_no_data(receive(), std::string(accepted) + "No more data was in the buffer\n" + received(0) + "no data\n");
@@ -149,6 +161,7 @@ TEST_F(Gather, APeerThatSendsNothingForFiveSecondsIsNoDataAndTheNextCallAcceptsA
   EXPECT_TRUE(wait.has_timeout);
   EXPECT_EQ(wait.seconds, 5);
   EXPECT_EQ(wait.microseconds, 0);
+  EXPECT_EQ(real_fcntl(context->tcp_client_socket, F_GETFL, 0) & O_NONBLOCK, 0);
 
   tcp_peer other(context);
   other.send(plain_packet(30));

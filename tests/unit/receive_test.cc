@@ -169,6 +169,7 @@ TEST_F(Receive, AnEmptyDatagramIsNoData) {
   udp_peer udp(context);
   udp.send({});
   expect_no_data(receive(), "received 0\nno data\n");
+  EXPECT_EQ(ntohs(context->peer_address.port), udp.port());  // its sender counts all the same
 }
 
 TEST_F(Receive, AReadThatFailsIsNoData) {

@@ -236,6 +236,9 @@ TEST(XteaBuffer, EveryNumberOfRoundsAgreesWithTheOracle) {
   for (uint32_t rounds = 0; rounds < 40; ++rounds) {
     for (const uint32_t length : {8u, 64u, 200u}) compare_with_oracle(random, length, 128, rounds, true);
   }
+  for (const uint32_t rounds : {256u, 257u, 287u, 288u, 0xFFFFFF01u}) {  // their low byte counts
+    for (const uint32_t length : {8u, 200u}) compare_with_oracle(random, length, 128, rounds, true);
+  }
 }
 
 }  // namespace
