@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 set(bignum_tests
     exp_1024_test.cc
+    ifma_radix_test.cc
     num_add_test.cc
     num_binary_test.cc
     num_bits_test.cc
