@@ -27,19 +27,23 @@ int unwiped = 0;
 int held_count = 0;
 block held[4096];  // a plain array: nothing here may allocate
 
+// Never zero by luck: what must be cleared is found dirty.
+unsigned char *dirty(void *memory, size_t size) {
+  auto *const start = static_cast<unsigned char *>(memory);
+  if (start == nullptr) return nullptr;
+  for (size_t i = 0; i < size; ++i) start[i] = 0xa5;
+  libsec::test::count_as_unwritten(start, size);
+  return start;
+}
+
 }  // namespace
 
 void *__wrap_malloc(size_t size) {
-  if (!watching) return __real_malloc(size);
+  if (!watching) return dirty(__real_malloc(size), size);
   const int index = asked++;
   if (first_failing >= 0 && index >= first_failing && index - first_failing < failing) return nullptr;
-  auto *start = static_cast<unsigned char *>(__real_malloc(size));
-  if (start != nullptr) {
-    // Never zero by luck: what must be cleared is found dirty.
-    for (size_t i = 0; i < size; ++i) start[i] = 0xa5;
-    libsec::test::count_as_unwritten(start, size);
-    if (held_count < 4096) held[held_count++] = {start, size};
-  }
+  auto *const start = dirty(__real_malloc(size), size);
+  if (start != nullptr && held_count < 4096) held[held_count++] = {start, size};
   return start;
 }
 
