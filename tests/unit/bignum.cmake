@@ -2,6 +2,7 @@
 set(bignum_tests
     exp_1024_test.cc
     ifma_radix_test.cc
+    montgomery_test.cc
     num_add_test.cc
     num_binary_test.cc
     num_bits_test.cc

@@ -160,7 +160,7 @@ TEST(XteaBuffer, WordsPastAShortKeyAreZero) {
 TEST(XteaBuffer, TheKeyMayLieInTheOutput) {
   // The key is taken as it was before the call, wherever in the output it stands.
   std::mt19937 random(5);
-  for (const uint32_t length : {8u, 16u, 64u, 128u, 136u, 400u}) {
+  for (const uint32_t length : {8u, 16u, 40u, 56u, 64u, 120u, 128u, 136u, 400u}) {
     for (int32_t distance = -136; distance <= 408; distance += 4) {
       bytes memory = random_bytes(random, 1024);
       const size_t at = 256, key_at = static_cast<size_t>(256 + distance);
