@@ -7,6 +7,10 @@
 #include "support/num_random.h"
 #include "support/num_values.h"
 
+#if LIBSEC_ADX
+#include <cpuid.h>
+#endif
+
 namespace {
 
 using test::limb_list;
@@ -181,6 +185,14 @@ TEST(LongDivision, TwoWordsAreDividedByTheReciprocalAsByTheMachine) {
 }
 
 #if LIBSEC_ADX
+// The bits as the processors' makers document them. Without this the rows could fall out of use.
+TEST(LongDivision, TheProcessorsInstructionsAreUsedWhereItHasThem) {
+  unsigned eax = 0, ebx = 0, ecx = 0, edx = 0;
+  const bool has = __get_cpuid_count(7, 0, &eax, &ebx, &ecx, &edx) != 0 && (ebx >> 8 & 1) != 0 && (ebx >> 19 & 1) != 0;
+  EXPECT_EQ(libsec::adx_works(), has);
+  EXPECT_EQ(libsec::adx_works(), has) << "the answer is kept";
+}
+
 TEST(LongDivision, RowsByTheProcessorsInstructionsAreTheCompiledOnes) {
   if (!libsec::adx_works()) GTEST_SKIP() << "this processor lacks BMI2 or ADX";
   constexpr int32_t m = libsec::adx_row_words;
